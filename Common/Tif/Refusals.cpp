@@ -1,0 +1,104 @@
+// Exports whose work is not in the library yet: each answers with a refusal of its own family, so that a host can link
+// and call everything. A function leaves this file when its work arrives.
+
+#include <vxtif/vxtif.h>
+
+int32_t fltInfoTIF(FilterInfoRequest*) {
+  return kResultRefused;
+}
+
+int32_t fltLoadTIF(FilterLoadRequest*) {
+  return kResultUnknownCompression;
+}
+
+int32_t fltLoadCMYKArrayTIF(FilterLoadCMYKRequest*) {
+  return kResultUnknownCompression;
+}
+
+int32_t fltGetStampTIF(FilterStampRequest*) {
+  return kResultNoStamp;
+}
+
+int32_t fltSaveTIF(FilterSaveRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltSaveCMYKArrayTIF(FilterSaveCMYKRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltStartSaveDataTIF(FilterSaveDataRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltSaveDataTIF(FilterSaveDataRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltStopSaveDataTIF(FilterSaveDataRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltDeletePageTIF(FilterDeletePageRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltCompact(FilterCompactRequest* request) {
+  return request == nullptr ? kResultInvalidParameter : kResultFormatNotSaved;
+}
+
+int32_t fltGetTagTIF(FilterGetTagRequest*) {
+  return kResultTagNotFound;
+}
+
+int32_t fltSetTagTIF(FilterSetTagRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltCommentTIF(FilterCommentRequest*) {
+  return kResultInvalidParameter;
+}
+
+int32_t fltSetCommentTIF(FilterSetCommentRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
+  return kResultInvalidParameter;
+}
+
+int32_t fltSetGeoKeyTIF(FilterSetGeoKeyRequest*) {
+  return kResultFormatNotSaved;
+}
+
+int32_t Vx_OpenTIF(const char16_t*, TifFile*, uint32_t) {
+  return kResultOpenFailed;
+}
+
+int32_t Vx_CloseTIF(TifFile*) {
+  return kResultNullPointer;
+}
+
+int32_t Vx_GetTIFPage(TifFile*, uint32_t, TifDirectory**, uint32_t*) {
+  return kResultRefused;
+}
+
+int32_t Vx_FreeTIFPage(TifDirectory*) {
+  return kResultRefused;
+}
+
+int32_t Vx_GetTIFTagDataType(TifTagRecord*, uint32_t*) {
+  return -1;
+}
+
+int32_t Vx_GetTIFPalette(TifFile*, TifDirectory*, uint32_t*, VxGlobalHandle*) {
+  return kResultNullPointer;
+}
+
+int32_t TIFGetBytesPerTileRow(const TifPage*) {
+  return 0;
+}
+
+int32_t TIFInitBitmap(const TifPage*, BitmapHandle*, int32_t) {
+  return kResultRefused;
+}
