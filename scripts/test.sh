@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds and runs all tests: release, AddressSanitizer with UndefinedBehaviorSanitizer, and 32-bit x86.
+#
+#   scripts/test.sh [release|sanitize|m32]...     only the named builds; all three without arguments
+#
+# Installs the Debian packages that are missing (as root) and leaves nothing else outside the tree. Tests that try real
+# files from elsewhere look for them in VXTIF_CORPUS, or in ../shared/corpus beside the tree, and say so when they skip.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+install_packages build test
+
+if [ -z "${VXTIF_CORPUS:-}" ] && [ -d ../shared/corpus ]; then
+  VXTIF_CORPUS=$(cd ../shared/corpus && pwd)
+fi
+export VXTIF_CORPUS="${VXTIF_CORPUS:-}"
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1}"
+
+[ $# -gt 0 ] || set -- release sanitize m32
+passed=0 failed=0
+for build in "$@"; do
+  echo "== $build: building"
+  cmake --preset "$build" >/dev/null
+  cmake --build --preset "$build"
+  echo "== $build: testing"
+  log=$(mktemp)
+  status=0
+  ctest --preset "$build" -j "$(nproc)" | tee "$log" || status=$?
+  total=$(sed -n 's/^[0-9]*% tests passed, \([0-9]*\) tests failed out of \([0-9]*\)$/\1 \2/p' "$log")
+  rm -f "$log"
+  read -r bad all <<<"${total:-1 1}"
+  failed=$((failed + bad)) passed=$((passed + all - bad))
+  [ "$status" = 0 ] || [ "$bad" -gt 0 ] || failed=$((failed + 1))
+done
+echo "test programs: $passed passed, $failed failed"
+echo "$passed passed, $failed failed"
+[ "$failed" = 0 ]
