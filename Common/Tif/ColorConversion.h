@@ -17,9 +17,6 @@ void TIFCmykRow16(bool keep, uint8_t* row, uint32_t pixels, bool keepExtra, uint
 void TIFCmykPlanesToRgb(bool keep, uint8_t* target, const uint8_t* const* planes, const uint8_t* alpha, uint32_t pixels,
                         uint32_t bits);
 
-// The 16 colours of a 4-bit CMYK page.
-void TIFMakeCmyk4Palette(VxColor* palette);
-
 // CIELab in place. `step` is the distance of pixels in samples; `rowBytes` bounds what is touched.
 void TIFLabToRgb8(uint8_t* row, uint32_t pixels, uint32_t step, uint32_t rowBytes);
 void TIFLabToRgb16(uint8_t* row, uint32_t pixels, uint32_t step, uint32_t rowBytes);
