@@ -71,14 +71,6 @@ int32_t fltSetGeoKeyTIF(FilterSetGeoKeyRequest*) {
   return kResultFormatNotSaved;
 }
 
-int32_t Vx_OpenTIF(const char16_t*, TifFile*, uint32_t) {
-  return kResultOpenFailed;
-}
-
-int32_t Vx_CloseTIF(TifFile*) {
-  return kResultNullPointer;
-}
-
 int32_t Vx_GetTIFPage(TifFile*, uint32_t, TifDirectory**, uint32_t*) {
   return kResultRefused;
 }

@@ -11,6 +11,7 @@ constexpr uint32_t kSeekFailed = kKrnIoFailed;
 constexpr uint32_t kDirEntrySize = 12;
 constexpr uint32_t kFirstDirectoryLink = 4;      // file offset of the header's first-directory word
 constexpr uint32_t kSmallestDirectoryOffset = 8; // anything below ends a chain
+constexpr uint32_t kLastPage = 0xFFFFFFFF;       // page number that stands for the end of the chain
 
 enum class PageSearch { kLenient, kStrict }; // a page past the end: the last one is taken, or kResultNoSuchPage
 enum class SwapDirection { kToMemory = 0, kToFile = 1 };
