@@ -21,8 +21,7 @@ typedef uint32_t VxGlobalHandle;
 VX_API void* krnAlloc(size_t count, size_t size, int32_t line, const char* sourceModule);
 VX_API void* krnAllocZero(size_t count, size_t size, int32_t line, const char* sourceModule);
 
-/* The grown (or shrunk) block, its first bytes kept; null leaves the old block as it was. A null pointer allocates.
- */
+/* The grown (or shrunk) block, its first bytes kept; null leaves the old block as it was. A null pointer allocates. */
 VX_API void* krnRealloc(void* block, size_t newSize, int32_t line, const char* sourceModule);
 
 /* Releases a block. Null is accepted. */
@@ -32,14 +31,13 @@ VX_API void krnFree(void* block, int32_t line, const char* sourceModule);
 VX_API VxGlobalHandle krnGlobalAlloc(size_t count, size_t size, int32_t line, const char* sourceModule);
 VX_API void krnGlobalFree(VxGlobalHandle handle, int32_t line, const char* sourceModule);
 
-/* The bytes of a movable block, valid until it is freed; null for 0 and for a handle that is not live.
-   krnGlobalSize gives its size in bytes, 0 for
-   the same. */
+/* The bytes of a movable block, valid until it is freed; null for 0 and for a handle that is not live. krnGlobalSize
+   gives its size in bytes, 0 for the same. */
 VX_API void* krnGlobalPointer(VxGlobalHandle handle);
 VX_API size_t krnGlobalSize(VxGlobalHandle handle);
 
-/* Byte operations. krnMemCompare gives 0 for equal; krnMemFind the first position of `byte` within n bytes, or null.
- */
+/* Byte operations; with n = 0 the pointers may be null. krnMemCompare gives 0 for equal; krnMemFind the first position
+   of `byte` within n bytes, or null. */
 VX_API void krnMemCopy(void* target, const void* source, size_t n);
 VX_API void krnMemMove(void* target, const void* source, size_t n);
 VX_API void krnMemSet(void* target, uint8_t byte, size_t n);
