@@ -71,22 +71,6 @@ int32_t fltSetGeoKeyTIF(FilterSetGeoKeyRequest*) {
   return kResultFormatNotSaved;
 }
 
-int32_t Vx_GetTIFPage(TifFile*, uint32_t, TifDirectory**, uint32_t*) {
-  return kResultRefused;
-}
-
-int32_t Vx_FreeTIFPage(TifDirectory*) {
-  return kResultRefused;
-}
-
-int32_t Vx_GetTIFTagDataType(TifTagRecord*, uint32_t*) {
-  return -1;
-}
-
-int32_t Vx_GetTIFPalette(TifFile*, TifDirectory*, uint32_t*, VxGlobalHandle*) {
-  return kResultNullPointer;
-}
-
 int32_t TIFGetBytesPerTileRow(const TifPage*) {
   return 0;
 }

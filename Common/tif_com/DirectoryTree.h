@@ -5,40 +5,24 @@
 
 #include <cstdint>
 
-#include <vxtif/rawpage.h>
+#include "tif_com/TagBlocks.h"
+#include "tif_com/TagClass.h"
 
-// The kind of directory that a list of records belongs to: the same tag means different things in different
-// directories.
-enum TifDirKind : uint32_t {
-  kDirMain = 0, // a page, and each sub-directory under tag 330
-  kDirMainLike = 1,
-  kDirExif = 2,
-  kDirGps = 3,
-  kDirMakerNote = 4,
-  kDirInteroperability = 5,
-  kDirPrivate50236 = 6,
-  kDirGeoKeys = 7
-};
-
-// Whether the tag points to a sub-directory in that parent; the child's kind then.
-bool TIFSubDirectoryKind(uint16_t tag, TifDirKind parentKind, TifDirKind* childKind);
-
-// The class of a tag, kTagClass...; `size` may be null.
-int32_t TIFClassifyTag(const TifTagRecord* record, uint32_t* size, TifDirKind parentKind, TifDirKind* childKind);
-
+// Whether the file is on disk or a memory file; both read the same.
 enum class TreeSource : int32_t { kFile = 0, kMemoryFile = 1 };
 
-// Reads the directory at file->directoryOffset. Null for anything that fails it.
+// Reads the directory at file->directoryOffset as one of that kind. Null for a directory that cannot be read or is
+// empty, a value that cannot be read, a bad element of a tag-330 array, more than four JPEG tables under a tag, strip
+// tables that don't match, no memory. A broken single sub-directory is dropped with its entry; a maker note that is
+// none is kept as bytes. The file position afterwards is anywhere; directoryOffset and entryCount are those of the
+// directory.
 TifDirectory* TIFReadDirectory(TifFile* file, TifDirKind kind, TreeSource source);
+
+// An empty directory with room for `records`, cleared, its entryCount being `records`. Null for no memory.
+TifDirectory* TIFNewDirectory(uint32_t records);
+
+// Frees a directory and all that its records own. Null is accepted.
 void TIFFreeDirectory(TifDirectory* directory, TifDirKind kind);
+
+// Frees what a record owns and leaves it without data; inline records are left untouched. Null is accepted.
 void TIFFreeTagRecord(TifTagRecord* record, TifDirKind kind);
-
-// Linear search for the first match; -1 when not found.
-TifTagRecord* TIFFindRecord(TifTagRecord* records, uint32_t count, uint16_t tag, int32_t* index);
-TifDirEntry* TIFFindEntry(TifDirEntry* entries, uint32_t count, uint16_t tag, int32_t* index);
-
-// Swaps `count` elements of a field type in place.
-void TIFSwapValues(void* buffer, uint32_t type, uint32_t count);
-
-// Reads u32 values from the file's position in its byte order. 1 or -7.
-int32_t TIFReadLongArray(const TifFile* file, uint32_t* out, uint32_t count);

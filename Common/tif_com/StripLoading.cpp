@@ -1,0 +1,95 @@
+// The image data of a directory in memory. See the header.
+
+#include "tif_com/StripLoading.h"
+
+#include <vxtif/results.h>
+
+#include "tif_com/ByteOrder.h"
+#include "tif_com/TagBlocks.h"
+
+namespace {
+
+TifTagRecord* Find(TifDirectory* directory, uint16_t tag) {
+  return TIFFindRecord(directory->records, directory->entryCount, tag, nullptr);
+}
+
+uint32_t BytesOfBits(uint32_t bits) {
+  return (bits + 7) / 8;
+}
+
+// Strip data has no field type of its own: samples are swapped as shorts or as longs.
+uint32_t SwapTypeOfWidth(uint32_t width) {
+  switch (width) {
+  case 1:
+    return kTypeUndefined;
+  case 2:
+    return kTypeShort;
+  default:
+    return kTypeLong;
+  }
+}
+
+// The byte counts are taken as 32-bit words, so only a table of such words serves.
+bool HoldsLongs(const TifTagRecord* record) {
+  return TIFTypeSize(record->type) == sizeof(uint32_t);
+}
+
+bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagRecord* counts, uint32_t width) {
+  if ((counts->storage & kStorageKindMask) != kStorageBlock || counts->count != offsets->count) {
+    return false; // two SHORT byte counts stand inline and end here too
+  }
+  if (HoldsLongs(counts)) {
+    // Strips that cannot be loaded stay in the file, where the tree writer fetches them.
+    (void)TIFLoadTagBlocks(file, offsets, static_cast<const uint32_t*>(counts->data), SwapTypeOfWidth(width), width);
+  }
+  return true;
+}
+
+} // namespace
+
+bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory) {
+  const TifTagRecord* const length = Find(directory, kTagJpegInterchangeFormatLength);
+  TifTagRecord* const stream = Find(directory, kTagJpegInterchangeFormat);
+  if (length == nullptr || stream == nullptr) {
+    return true;
+  }
+  stream->count = length->value;
+  return TIFLoadTagBlock(file, kTypeUndefined, stream->count, stream->value, stream->count, stream) != 0;
+}
+
+bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind) {
+  if (kind != kDirMain && kind != kDirMainLike) {
+    return true;
+  }
+  const TifTagRecord* const counts = Find(directory, kTagStripByteCounts);
+  TifTagRecord* const offsets = Find(directory, kTagStripOffsets);
+  if (counts == nullptr || offsets == nullptr) {
+    return true;
+  }
+  const uint32_t width = TIFSampleBytes(directory);
+  if (offsets->count != 1) {
+    return LoadSeveralStrips(file, offsets, counts, width);
+  }
+  const uint32_t byteCount = counts->value;
+  return TIFLoadTagBlock(file, SwapTypeOfWidth(width), byteCount / width, offsets->value, byteCount, offsets) != 0;
+}
+
+uint32_t TIFSampleBytes(TifDirectory* directory) {
+  const TifTagRecord* const compression = Find(directory, kTagCompression);
+  if (compression != nullptr && compression->value != kCompressionNone) {
+    return 1;
+  }
+  const TifTagRecord* const bits = Find(directory, kTagBitsPerSample);
+  if (bits == nullptr) {
+    return 1;
+  }
+  uint32_t bytes = 1;
+  if (bits->count == 1) {
+    bytes = BytesOfBits(bits->value);
+  } else if (bits->count == 2 && bits->type == kTypeShort) {
+    bytes = BytesOfBits(bits->value & 0xFFFF);
+  } else if (bits->data != nullptr) {
+    bytes = BytesOfBits(bits->type == kTypeShort ? LoadU16LE(bits->data) : LoadU32LE(bits->data));
+  }
+  return bytes != 0 ? bytes : 1; // a depth of 0 must not divide
+}
