@@ -60,8 +60,8 @@ typedef struct VxColor {
 } VxColor;
 #pragma pack(pop)
 
-/* Fills a descriptor without pixels: size, depth and `bytesPerLine` as given, `viewPerspective` 1, `highBit` and
-   `highBit2` -1, all else 0. `structSize` is kBitmapHandleSize. 1, or -13 for a null descriptor or a wrong size. */
+/* Fills a descriptor without pixels: size and depth as given, `bytesPerLine` for them, `viewPerspective` 1, `highBit`
+   and `highBit2` -1, all else 0. `structSize` is kBitmapHandleSize. 1, or -13 for a null descriptor or a wrong size. */
 VX_API int32_t krnBitmapInit(BitmapHandle* bitmap, uint32_t structSize, int32_t width, int32_t height,
                              int32_t bitsPerPixel);
 
@@ -79,12 +79,13 @@ VX_API int32_t krnBitmapAccess(BitmapHandle* bitmap);
 VX_API int32_t krnBitmapRelease(BitmapHandle* bitmap);
 
 /* Copies bytes out of or into the bitmap from the start of `row`; several rows may go in one call. Nothing outside
-   the bitmap is touched. The number of bytes moved, 0 for none. */
+   the bitmap is touched: what would lie behind the last row is left out. The number of bytes moved, 0 for none. */
 VX_API int32_t krnBitmapGetRow(const BitmapHandle* bitmap, void* buffer, int32_t row, int32_t bytes);
 VX_API int32_t krnBitmapPutRow(BitmapHandle* bitmap, const void* buffer, int32_t row, int32_t bytes);
 
 /* Stores bilevel rows in the packed form: for each row alternating white and black run lengths as u16, white first,
-   until the runs cover the width. 1, or 0 for a bitmap that is not 1 bit deep. */
+   until the runs cover the width; black is 1. Rows outside the bitmap are passed over. 1, or 0 when nothing was stored:
+   no row inside, a bitmap without pixels or not 1 bit deep. */
 VX_API int32_t krnBitmapPutPackedRows(BitmapHandle* bitmap, int32_t zero, const void* data, int32_t firstRow,
                                       int32_t rowCount);
 
@@ -103,13 +104,17 @@ VX_API uint8_t* krnBitmapPixels(const BitmapHandle* bitmap);
 VX_API int32_t krnDefaultPalette(VxColor* palette, int32_t bitsPerPixel);
 
 /* Converts the pixels in place; 1 to 8 turns bit 0 into the grey of palette entry 0 (none: 0) and bit 1 into that of
-   entry 1 (none: 255). 1, -27 for a pair of depths that is not supported, -1 for no memory. */
+   entry 1 (none: 255), and leaves a grey bitmap without a palette. 1, -27 for a pair of depths that is not supported,
+   -1 for no memory, -13 for a bitmap without pixels. */
 VX_API int32_t krnBitmapSetDepth(BitmapHandle* bitmap, int32_t bitsPerPixel);
 
-/* Resizes in place: mode 0 nearest, mode 4 box filter on 8 bits. 1, -13, -27 or -1. */
+/* Resizes in place: mode 0 nearest for 1, 2, 4 bits and whole bytes a pixel, mode 4 box filter for 8 bits. 1; -13 for a
+   bitmap without pixels, a size below 1 and another mode; -27 for another depth; -1 for no memory. */
 VX_API int32_t krnBitmapResize(BitmapHandle* bitmap, int32_t width, int32_t height, int32_t mode);
 
-/* Reduces an 8-bit bitmap to 1 bit by error diffusion; target and source may be the same. 1, -13, -27 or -1. */
+/* Reduces an 8-bit bitmap to 1 bit by error diffusion (method 2), 1 being white; target and source may be the same,
+   else the target is made like krnBitmapCreate makes it. 1; -13 for a source without pixels, a wrong size or method;
+   -27 for other depths; -1 for no memory. */
 VX_API int32_t krnBitmapReduce(BitmapHandle* target, BitmapHandle* source, uint32_t structSize, int32_t bits,
                                int32_t one, int32_t zero1, int32_t zero2, int32_t method, int32_t zero3, int32_t zero4);
 
@@ -119,7 +124,7 @@ VX_API int32_t krnConvertRow(void* row, int32_t pixels, int32_t bitsIn, int32_t 
                              int32_t zero1, int32_t zero2, int32_t zero3, int32_t zero4, int32_t zero5);
 
 /* 0 not grey (null too); 1 a plain ramp, black first (entry i = ((n - 1) / 2 + 255 i) / (n - 1)), or grey order
-   without a palette; 2 other grey. */
+   without a palette; 2 other grey. Only up to 8 bits a pixel have a palette. */
 VX_API int32_t krnBitmapIsGray(const BitmapHandle* bitmap);
 
 /* Splits a view: `mirrored` is 1 for the views 4, 5, 2, 7 with `degrees` 0, 90, 180, 270, and 0 for 1, 6, 3, 8 with
