@@ -45,6 +45,9 @@ int32_t TIFReadEntryValues(TifFile* file, const TifDirEntry* entry, void* buffer
 int32_t TIFSetRecord(TifTagRecord* records, const TifTagItem* item, const void* data, uint32_t* n);
 int32_t TIFInitRecord(TifTagRecord* record, const TifTagItem* item, const void* data);
 
+// -1 when the left tag is the lower one, else 1: never 0.
+int32_t TIFCompareTags(uint16_t left, uint16_t right);
+
 // Ascending by tag; equal tags keep their order.
 void TIFSortEntries(TifDirEntry* entries, uint32_t n);
 void TIFSortRecords(TifTagRecord* records, uint32_t n);

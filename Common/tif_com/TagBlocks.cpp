@@ -1,4 +1,4 @@
-// Loading of out-of-line values into memory. See the header.
+// Out-of-line values between file and memory. See the header.
 
 #include "tif_com/TagBlocks.h"
 
@@ -16,6 +16,7 @@ namespace {
 
 // Up to here a block is allocated without a look at the file: a short read refuses it just as well.
 constexpr uint64_t kBlockWithoutQuestion = 16384;
+constexpr uint32_t kLongsAtOnce = 1024;
 
 void SwapClipped(void* block, uint32_t type, uint32_t count, uint64_t bytes) {
   const uint32_t elementSize = TIFTypeSize(type);
@@ -109,6 +110,23 @@ int32_t TIFReadLongArray(const TifFile* file, uint32_t* out, uint32_t count) {
   }
   if (!TIFIsLittle(file)) {
     SwapRun32(reinterpret_cast<uint8_t*>(out), count);
+  }
+  return kResultOk;
+}
+
+int32_t TIFWriteLongArray(const TifFile* file, const uint32_t* values, uint32_t n) {
+  uint8_t piece[kLongsAtOnce * sizeof(uint32_t)];
+  for (uint32_t done = 0; done < n;) {
+    const uint32_t longs = std::min(n - done, kLongsAtOnce);
+    const auto bytes = static_cast<uint32_t>(longs * sizeof(uint32_t));
+    krnMemCopy(piece, values + done, bytes);
+    if (!TIFIsLittle(file)) {
+      SwapRun32(piece, longs);
+    }
+    if (krnFileWrite(file->fileHandle, piece, bytes) != bytes) {
+      return krnWriteError(kResultWriteFailed);
+    }
+    done += longs;
   }
   return kResultOk;
 }

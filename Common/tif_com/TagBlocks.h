@@ -1,5 +1,6 @@
-// Loading of out-of-line values into memory, in host order: one block, one block for each of several offsets, an array
-// of longs. The directory reader, the tag editor and the tree writer use it. Nothing here keeps the file position.
+// Out-of-line values between file and memory, in host order there: one block, one block for each of several offsets, an
+// array of longs. The directory reader, the tag editor and the tree writer use it. Nothing here keeps the file
+// position.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +12,9 @@ void TIFSwapValues(void* buffer, uint32_t type, uint32_t count);
 
 // Reads u32 values from the file's position in its byte order. 1 or -7.
 int32_t TIFReadLongArray(const TifFile* file, uint32_t* out, uint32_t count);
+
+// Writes `n` u32 values at the file's position in its byte order. 1, or -5 as krnWriteError makes it.
+int32_t TIFWriteLongArray(const TifFile* file, const uint32_t* values, uint32_t n);
 
 // Whether the file may hold `bytes` at `offset`: asked before memory is taken for them, so that a number in a small
 // file cannot claim a large block. Moves the file position.

@@ -17,6 +17,3 @@ int32_t TIFWriteSubDirectory(TifFile* file, uint32_t* offset, TifDirectory* dire
 
 // One out-of-line value at `position`, which moves behind it.
 int32_t TIFWriteRecordBlock(TifFile* file, TifTagRecord* record, uint32_t* position, TifDirKind kind);
-
-// `n` words at the current position in the file's byte order. 1 or -5.
-int32_t TIFWriteLongArray(const TifFile* file, const uint32_t* values, uint32_t n);
