@@ -13,6 +13,10 @@ enum class RgbMode : int32_t { kAsStored = 0, kForceRgb = 1 };
 // what was read left in the page for the caller to free. On 1 the position is on the next-directory word.
 int32_t TIFReadPageInfo(TifFile* file, TifPage* page, ParseMode mode, RgbMode rgbMode);
 
+// The compressions whose pages a sibling library describes by itself, so that the information mode reads their strip
+// tables.
+bool TIFReportNeedsStrips(uint32_t compression);
+
 // Frees the arrays that a page owns, and the page.
 void TIFFreePage(TifPage* page);
 

@@ -1,8 +1,10 @@
-// Allocation as the filter does it: through the kernel, which learns the source file and line of every request.
+// Allocation as the filter does it: through the kernel, which learns the source file and line of every request. The
+// last two arguments are the caller's place and are left to their defaults (the compilers' own names, because one of
+// ours has no std::source_location yet).
 #pragma once
 
 #include <cstddef>
-#include <source_location>
+#include <cstdint>
 
 #include <vxkernel/memory.h>
 
@@ -17,27 +19,29 @@ constexpr const char* TIFSourceModule(const char* path) {
   return name;
 }
 
-inline void* TIFAlloc(size_t count, size_t size, std::source_location where = std::source_location::current()) {
-  return krnAlloc(count, size, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline void* TIFAlloc(size_t count, size_t size, const char* file = __builtin_FILE(), int32_t line = __builtin_LINE()) {
+  return krnAlloc(count, size, line, TIFSourceModule(file));
 }
 
-inline void* TIFAllocZero(size_t count, size_t size, std::source_location where = std::source_location::current()) {
-  return krnAllocZero(count, size, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline void* TIFAllocZero(size_t count, size_t size, const char* file = __builtin_FILE(),
+                          int32_t line = __builtin_LINE()) {
+  return krnAllocZero(count, size, line, TIFSourceModule(file));
 }
 
-inline void* TIFRealloc(void* block, size_t newSize, std::source_location where = std::source_location::current()) {
-  return krnRealloc(block, newSize, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline void* TIFRealloc(void* block, size_t newSize, const char* file = __builtin_FILE(),
+                        int32_t line = __builtin_LINE()) {
+  return krnRealloc(block, newSize, line, TIFSourceModule(file));
 }
 
-inline void TIFFree(void* block, std::source_location where = std::source_location::current()) {
-  krnFree(block, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline void TIFFree(void* block, const char* file = __builtin_FILE(), int32_t line = __builtin_LINE()) {
+  krnFree(block, line, TIFSourceModule(file));
 }
 
-inline VxGlobalHandle TIFGlobalAlloc(size_t count, size_t size,
-                                     std::source_location where = std::source_location::current()) {
-  return krnGlobalAlloc(count, size, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline VxGlobalHandle TIFGlobalAlloc(size_t count, size_t size, const char* file = __builtin_FILE(),
+                                     int32_t line = __builtin_LINE()) {
+  return krnGlobalAlloc(count, size, line, TIFSourceModule(file));
 }
 
-inline void TIFGlobalFree(VxGlobalHandle handle, std::source_location where = std::source_location::current()) {
-  krnGlobalFree(handle, static_cast<int32_t>(where.line()), TIFSourceModule(where.file_name()));
+inline void TIFGlobalFree(VxGlobalHandle handle, const char* file = __builtin_FILE(), int32_t line = __builtin_LINE()) {
+  krnGlobalFree(handle, line, TIFSourceModule(file));
 }
