@@ -53,7 +53,7 @@ void NoteSize(FileRecord* record, uint64_t size) {
   if (size <= record->knownSize) {
     return;
   }
-  if (size / 1024 != record->knownSize / 1024) {
+  if (BudgetUnits(size) != BudgetUnits(record->knownSize)) {
     const FileBudget before = FullBudget(record->knownSize);
     const FileBudget now = FullBudget(size);
     AddSaturated(&record->budget.reads, now.reads - before.reads);

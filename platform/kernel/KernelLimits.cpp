@@ -46,7 +46,7 @@ KrnStatistics statistics = {};
 uint64_t openFileBytes = 0;
 
 uint64_t BudgetFor(const KrnBudget& budget, uint64_t bytes) {
-  const uint64_t units = bytes / kKiB + (bytes % kKiB != 0 ? 1 : 0);
+  const uint64_t units = BudgetUnits(bytes);
   uint64_t allowed = 0;
   if (__builtin_mul_overflow(budget.perKiB, units, &allowed) ||
       __builtin_add_overflow(allowed, budget.base, &allowed) || allowed > budget.most) {

@@ -11,6 +11,11 @@ extern KrnLimits limits;
 extern KrnStatistics statistics;
 extern uint64_t openFileBytes; // sizes of all open files together, kept by the file handles
 
+// The measure of budgets: a file's size in KiB, rounded up.
+constexpr uint64_t BudgetUnits(uint64_t bytes) {
+  return bytes / 1024 + (bytes % 1024 != 0 ? 1 : 0);
+}
+
 // What `budget` allows for a file of `bytes`.
 uint64_t BudgetFor(const KrnBudget& budget, uint64_t bytes);
 
