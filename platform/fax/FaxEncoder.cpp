@@ -52,6 +52,14 @@ int32_t FetchBand(PageEncoding* page, const PieceArea& area) {
   return kFaxResultOk;
 }
 
+// Clears the bits of the last byte that are no pixels.
+void WhitenBehind(uint8_t* row, int32_t pixels) {
+  if ((pixels & 7) != 0) {
+    uint8_t& last = row[FaxRowBytes(pixels) - 1];
+    last = static_cast<uint8_t>(last & 0xFF00 >> (pixels & 7));
+  }
+}
+
 // The bits of `row` from `left` on, `visible` of them, and white up to the piece's width.
 void CutTileRow(PageEncoding* page, const uint8_t* row, int32_t left, int32_t visible) {
   const size_t bytes = FaxRowBytes(visible);
@@ -67,9 +75,7 @@ void CutTileRow(PageEncoding* page, const uint8_t* row, int32_t left, int32_t vi
       page->tileRow[i] = static_cast<uint8_t>(row[first + i] << shift | next >> (8 - shift));
     }
   }
-  if ((visible & 7) != 0) {
-    page->tileRow[bytes - 1] = static_cast<uint8_t>(page->tileRow[bytes - 1] & 0xFF00 >> (visible & 7));
-  }
+  WhitenBehind(page->tileRow, visible);
 }
 
 // Row `i` of a piece; `row` receives its place.
@@ -138,7 +144,9 @@ int32_t StorePiece(PageEncoding* page, const PieceArea& area) {
     const uint8_t* row = nullptr;
     int32_t result = GetPieceRow(page, area, i, &row);
     if (result == kFaxResultOk) {
-      std::memcpy(page->output.writer.next, row, rowBytes);
+      uint8_t* place = page->output.writer.next;
+      std::memcpy(place, row, rowBytes);
+      WhitenBehind(place, page->pieceWidth);
       page->output.writer.next += rowBytes;
       result = FaxMakeRoom(&page->output);
     }

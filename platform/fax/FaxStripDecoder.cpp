@@ -89,24 +89,24 @@ bool SkipToSoundRow(FaxStripDecoder* strip) {
   return false;
 }
 
-// T.4 rows without any end-of-line code follow each other bit by bit or begin on bytes; a few rows tell which.
-bool RowsBeginOnBytes(FaxStripDecoder* strip) {
+bool SoundRowsFollow(FaxStripDecoder* strip, bool onBytes) {
   constexpr int kRowsToTry = 4;
-  for (const bool onBytes : {false, true}) {
-    FaxBitReader bits = strip->bits;
-    bool sound = true;
-    for (int i = 0; sound && i < kRowsToTry && FaxBitsLeft(bits) > 7; ++i) {
-      sound = TryRow(strip, &bits) == kFaxRowWhole;
-      FaxRefill(bits);
-      if (onBytes) {
-        AlignToByte(bits);
-      }
+  FaxBitReader bits = strip->bits;
+  for (int i = 0; i < kRowsToTry && FaxBitsLeft(bits) > 7; ++i) {
+    if (TryRow(strip, &bits) != kFaxRowWhole) {
+      return false;
     }
-    if (sound) {
-      return onBytes;
+    FaxRefill(bits);
+    if (onBytes) {
+      AlignToByte(bits);
     }
   }
-  return false;
+  return true;
+}
+
+// T.4 rows without any end-of-line code follow each other bit by bit or begin on bytes; a few rows tell which.
+bool RowsBeginOnBytes(FaxStripDecoder* strip) {
+  return !SoundRowsFollow(strip, false) && SoundRowsFollow(strip, true);
 }
 
 // Takes end-of-line codes and, with `tagged`, the tag bit behind each. The number of codes; 0 with `ended` set when
