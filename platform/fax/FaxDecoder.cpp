@@ -67,9 +67,8 @@ int32_t LayOutPieces(PageDecoding* page, uint32_t pieceWidth, uint32_t pieceHeig
   }
   page->across = static_cast<uint32_t>((static_cast<int64_t>(page->width) + page->pieceWidth - 1) / page->pieceWidth);
   const int32_t tallest = page->height < 0 ? INT32_MAX : page->height;
-  page->pieceHeight = pieceHeight == 0 || pieceHeight > static_cast<uint32_t>(tallest)
-                          ? tallest
-                          : static_cast<int32_t>(pieceHeight);
+  page->pieceHeight =
+      pieceHeight == 0 || pieceHeight > static_cast<uint32_t>(tallest) ? tallest : static_cast<int32_t>(pieceHeight);
   return page->height < 0 && page->across > 1 ? kFaxResultUnsupported : kFaxResultOk;
 }
 
@@ -222,8 +221,8 @@ int32_t DecodePage(PageDecoding* page, const FaxRowSink& sink) {
 } // namespace
 
 int32_t faxDecodeRows(void*, VxFileHandle file, const FaxInfo* info, const FaxStripInfo* strips,
-                      struct FileInfoRecord* fileInfo, BitmapHandle* target, VxRowSink sink, int32_t,
-                      intptr_t sinkData, const uint8_t* stripCompressions) {
+                      struct FileInfoRecord* fileInfo, BitmapHandle* target, VxRowSink sink, int32_t, intptr_t sinkData,
+                      const uint8_t* stripCompressions) {
   if (info == nullptr || strips == nullptr || target == nullptr || sink == nullptr ||
       (strips->stripCount > 0 && (strips->stripOffsets == nullptr || strips->stripByteCounts == nullptr))) {
     return kFaxResultInvalid;

@@ -207,8 +207,8 @@ int32_t MakeBuffers(PageEncoding* page, bool keepsPieces) {
     }
   }
   if (WantsBand(*page)) {
-    page->band = static_cast<uint8_t*>(krnAlloc(static_cast<size_t>(page->pieceHeight), FaxRowBytes(page->rows.width),
-                                                __LINE__, kModule));
+    page->band = static_cast<uint8_t*>(
+        krnAlloc(static_cast<size_t>(page->pieceHeight), FaxRowBytes(page->rows.width), __LINE__, kModule));
     if (page->band == nullptr) {
       return kFaxResultNoMemory;
     }

@@ -9,8 +9,8 @@ struct FaxOutput {
   VxFileHandle file;
   bool reversesBits; // fill order 2
   uint8_t* buffer;
-  size_t holds;      // bytes from which on the buffer is written out
-  uint64_t written;  // bytes of the piece that are in the file already
+  size_t holds;     // bytes from which on the buffer is written out
+  uint64_t written; // bytes of the piece that are in the file already
   FaxBitWriter writer;
 };
 

@@ -10,7 +10,7 @@ struct FaxPiece {
   uint8_t* data; // the piece as it stands in the file, in fill order 1
   size_t dataRoom;
   size_t bytes;
-  int32_t* changes; // memory of both change arrays
+  int32_t* changes;  // memory of both change arrays
   size_t changeRoom; // entries of each
   FaxStripDecoder decoder;
   size_t rawPosition; // of a piece that is not coded

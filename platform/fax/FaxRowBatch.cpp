@@ -28,8 +28,8 @@ int32_t Deliver(FaxRowBatch* batch, uint32_t lastFlag) {
 int32_t FaxOpenRowBatch(FaxRowBatch* batch, const FaxRowSink& sink, int32_t width, int32_t height) {
   const size_t rowBytes = FaxRowBytes(width);
   const int32_t pitch = sink.target->bytesPerLine;
-  const bool keepsPitch = pitch > 0 && static_cast<size_t>(pitch) >= rowBytes &&
-                          static_cast<size_t>(pitch) - rowBytes <= kWidestPadding;
+  const bool keepsPitch =
+      pitch > 0 && static_cast<size_t>(pitch) >= rowBytes && static_cast<size_t>(pitch) - rowBytes <= kWidestPadding;
   const size_t stride = keepsPitch ? static_cast<size_t>(pitch) : rowBytes;
   size_t room = keepsPitch ? kBatchBytes / stride : 1;
   if (room > static_cast<size_t>(height)) {

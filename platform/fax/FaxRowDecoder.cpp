@@ -237,21 +237,25 @@ inline bool PutVertical(RowDecoding& row, Reference& reference, int32_t delta) {
   return true;
 }
 
-// Two runs from a0. False where no word begins.
-inline bool PutHorizontal(RowDecoding& row, Reference& reference) {
+// Two runs from a0, the second also when the first one fills the row. False where no word begins.
+bool PutHorizontal(RowDecoding& row, Reference& reference) {
   if (row.a0 < 0) {
     row.a0 = 0;
   }
-  for (int i = 0; i < 2; ++i) {
-    const int32_t run = ReadRun(row.bits, IsBlack(row), row.width);
-    if (run == kNoRun) {
-      return false;
-    }
-    if (!PutRun(row, run)) {
-      return true;
-    }
+  const bool black = IsBlack(row);
+  const int32_t first = ReadRun(row.bits, black, row.width);
+  if (first == kNoRun) {
+    return false;
   }
-  FindB1(reference, row.a0, row.width);
+  bool goesOn = PutRun(row, first);
+  const int32_t second = ReadRun(row.bits, !black, row.width);
+  if (second == kNoRun) {
+    return !goesOn;
+  }
+  goesOn = PutRun(row, second);
+  if (goesOn) {
+    FindB1(reference, row.a0, row.width);
+  }
   return true;
 }
 

@@ -44,12 +44,13 @@ static_assert(kFaxExtendedMakeUp[12].run == kFaxLongestMakeUp);
 
 // At most 25 bits, for which there has to be room, and a flush before each make-up code that goes ahead.
 inline void PutRun(FaxBitWriter& writer, const FaxRunWords& words, int32_t run) {
-  while (run >= kFaxRunWordCount) [[unlikely]] {
-    FaxFlushBytes(writer);
-    FaxPut(writer, kLongestMakeUpBits, kLongestMakeUpLength);
-    FaxFlushBytes(writer);
-    run -= kFaxLongestMakeUp;
-  }
+  while (run >= kFaxRunWordCount)
+    [[unlikely]] {
+      FaxFlushBytes(writer);
+      FaxPut(writer, kLongestMakeUpBits, kLongestMakeUpLength);
+      FaxFlushBytes(writer);
+      run -= kFaxLongestMakeUp;
+    }
   const FaxRunWord word = words[static_cast<size_t>(run)];
   FaxPut(writer, word.bits, word.length);
 }

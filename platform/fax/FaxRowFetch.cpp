@@ -27,10 +27,10 @@ size_t RowBufferBytes(const FaxRowFetch& fetch) {
 
 int32_t FaxBeginRows(FaxRowFetch* fetch, const FaxRowSource* source, BitmapHandle* bitmap, uint32_t flags,
                      intptr_t extra1, intptr_t extra2) {
-  *fetch = FaxRowFetch{source, bitmap, nullptr, nullptr, flags, extra1, extra2, bitmap->width, bitmap->height,
-                       false,  nullptr};
-  const int32_t started = source->saveStart(bitmap, &fetch->descriptor, 1, &fetch->flags, nullptr, 1, extra1, extra2,
-                                            &fetch->context);
+  *fetch = FaxRowFetch{source, bitmap,        nullptr,        nullptr, flags,  extra1,
+                       extra2, bitmap->width, bitmap->height, false,   nullptr};
+  const int32_t started =
+      source->saveStart(bitmap, &fetch->descriptor, 1, &fetch->flags, nullptr, 1, extra1, extra2, &fetch->context);
   if (started < 1) {
     return started;
   }
@@ -51,8 +51,8 @@ void FaxEndRows(FaxRowFetch* fetch) {
 
 int32_t FaxFetchRow(FaxRowFetch* fetch, int32_t row) {
   const int32_t index = fetch->bitmap->viewPerspective == kBottomUpView ? fetch->height - 1 - row : row;
-  const int32_t result = fetch->source->saveGetRow(fetch->bitmap, fetch->descriptor, fetch->row, index, 1,
-                                                   fetch->flags, fetch->extra1, fetch->extra2, fetch->context);
+  const int32_t result = fetch->source->saveGetRow(fetch->bitmap, fetch->descriptor, fetch->row, index, 1, fetch->flags,
+                                                   fetch->extra1, fetch->extra2, fetch->context);
   if (result == kFaxResultOk && fetch->inverts) {
     const size_t bytes = FaxRowBytes(fetch->width);
     for (size_t i = 0; i < bytes; ++i) {

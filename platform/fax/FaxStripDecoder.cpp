@@ -183,9 +183,8 @@ RowStart FindRowStart(FaxStripDecoder* strip) {
 
 // Decodes a row into the spare array, which becomes the row.
 FaxRowState DecodeRow(FaxStripDecoder* strip, RowStart kind) {
-  const FaxRowState state = kind == kRowIs2D
-                                ? FaxDecodeRow2D(&strip->bits, strip->width, strip->row, &strip->other)
-                                : FaxDecodeRow1D(&strip->bits, strip->width, &strip->other);
+  const FaxRowState state = kind == kRowIs2D ? FaxDecodeRow2D(&strip->bits, strip->width, strip->row, &strip->other)
+                                             : FaxDecodeRow1D(&strip->bits, strip->width, &strip->other);
   const FaxChanges above = strip->row;
   strip->row = strip->other;
   strip->other = above;

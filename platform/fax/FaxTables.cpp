@@ -19,9 +19,8 @@ template <size_t kSize, size_t kCodes>
 constexpr void AddRuns(std::array<uint16_t, kSize>& table, int indexBits, const FaxCode (&codes)[kCodes]) {
   for (const FaxCode& code : codes) {
     const int length = FaxWordLength(code.word);
-    ForEachIndex(code.word, indexBits, [&](uint32_t index) {
-      table[index] = static_cast<uint16_t>(code.run << 4 | length);
-    });
+    ForEachIndex(code.word, indexBits,
+                 [&](uint32_t index) { table[index] = static_cast<uint16_t>(code.run << 4 | length); });
   }
 }
 

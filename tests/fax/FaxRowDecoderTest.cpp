@@ -250,17 +250,16 @@ INSTANTIATE_TEST_SUITE_P(
         ModeCase{"Horizontal", "0000000000000000", "001 1110 011 1", "0000001111000000", kFaxRowWhole},
         // black 3 = 10, white 2 = 0111 when the current colour is black; nothing above ends the black that follows
         ModeCase{"HorizontalFromBlack", "1000000000000000", "1 001 10 0111 1", "1110011111111111", kFaxRowWhole},
-        ModeCase{"HorizontalFirstRunNone", "0000000000000000", "001 00110101 011 1", "1111000000000000",
-                 kFaxRowWhole},
+        ModeCase{"HorizontalFirstRunNone", "0000000000000000", "001 00110101 011 1", "1111000000000000", kFaxRowWhole},
         ModeCase{"BlackFirstPixelFromReference", "1111000000000000", "1 1 1", "1111000000000000", kFaxRowWhole},
         // b1 is looked for to the right of a0 only: VR3 moves past the end of a short run
         ModeCase{"VerticalRightPastShortRun", "0010010000000000", "0000011 1 1", "0000010000000000", kFaxRowWhole},
         // white 1, black 1; then VL3 from 8 makes the change at 6, which was behind b1, the next b1
-        ModeCase{"VerticalLeftBeforeShortRun", "0011110010000000", "001 000111 010 0000010 1 1 1 1",
-                 "0100010010000000", kFaxRowWhole},
+        ModeCase{"VerticalLeftBeforeShortRun", "0011110010000000", "001 000111 010 0000010 1 1 1 1", "0100010010000000",
+                 kFaxRowWhole},
         // pass to 5, then VL3 to 4
         ModeCase{"VerticalLeftOfA0", "0000100110000000", "0001 0000010 1", "0000000000000000", kFaxRowDamaged},
-        ModeCase{"BlackToTheEdge", "0000000000000000", "001 1011 0000111 ", "0000111111111111", kFaxRowWhole},
+        ModeCase{"BlackToTheEdge", "0000000000000000", "001 1011 0000111", "0000111111111111", kFaxRowWhole},
         ModeCase{"VerticalLeftOfTheEdge", "0000000000000000", "010 1", "0000000000000001", kFaxRowWhole},
         ModeCase{"VerticalLeftOfThePage", "1000000000000000", "010", "0000000000000000", kFaxRowDamaged},
         ModeCase{"NoWord", "0000111100000000", "1 0000000 1", "0000000000000000", kFaxRowDamaged},
@@ -275,6 +274,14 @@ INSTANTIATE_TEST_SUITE_P(
         ModeCase{"UncompressedDamaged", "0000000000000000", "0000001111 1 00000000000 1", "1000000000000000",
                  kFaxRowDamaged}),
     [](const auto& test) { return test.param.name; });
+
+// A horizontal mode always has two runs: behind black 16 to the edge stands white 0.
+TEST(FaxRow2D, SecondRunBehindTheEdgeIsTaken) {
+  const Decoded row = Decode2D("1 001 0000010111 00110101", "1000000000000000");
+  EXPECT_EQ(row.state, kFaxRowWhole);
+  EXPECT_EQ(row.pixels, std::string(16, '1'));
+  EXPECT_EQ(row.position, 22);
+}
 
 TEST(FaxRow2D, LongRunsOfVerticalZeros) {
   std::string reference;
@@ -297,9 +304,8 @@ void CompareWithPlain(const std::string& bits, int32_t width, const std::string&
   const PaddedStream stream(bits);
   for (const bool twoDimensional : {false, true}) {
     for (const int64_t position : {int64_t{0}, int64_t{3}}) {
-      const PlainRow plain = twoDimensional
-                                 ? PlainDecode2D(bits, static_cast<size_t>(position), width, reference)
-                                 : PlainDecode1D(bits, static_cast<size_t>(position), width);
+      const PlainRow plain = twoDimensional ? PlainDecode2D(bits, static_cast<size_t>(position), width, reference)
+                                            : PlainDecode1D(bits, static_cast<size_t>(position), width);
       const Decoded fast = Decode(stream, position, width, twoDimensional ? &reference : nullptr);
       ASSERT_EQ(fast.pixels, plain.pixels) << bits << " below " << reference << " 2D " << twoDimensional;
       ASSERT_EQ(static_cast<int>(fast.state), static_cast<int>(plain.state)) << bits << " below " << reference;

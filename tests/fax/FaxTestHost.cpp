@@ -219,8 +219,7 @@ TestPage UpsideDown(const TestPage& page) {
   TestPage turned(page.width, page.height);
   const auto rowBytes = static_cast<ptrdiff_t>(page.RowBytes());
   for (int32_t y = 0; y < page.height; ++y) {
-    std::copy_n(page.rows.begin() + y * rowBytes, rowBytes,
-                turned.rows.begin() + (page.height - 1 - y) * rowBytes);
+    std::copy_n(page.rows.begin() + y * rowBytes, rowBytes, turned.rows.begin() + (page.height - 1 - y) * rowBytes);
   }
   return turned;
 }

@@ -52,13 +52,13 @@ struct FaxEncodeCall {
   uint32_t view = 1;
   int32_t yResolution = 200;
   bool invertBlackFirst = false;
-  bool blackFirst = false;   // the palette of the row service
-  uint32_t tileWidth = 0;    // with tileHeight 0: faxEncodeStart
+  bool blackFirst = false; // the palette of the row service
+  uint32_t tileWidth = 0;  // with tileHeight 0: faxEncodeStart
   uint32_t tileHeight = 0;
-  bool marks = false;        // pass tileCompressions
-  int32_t startResult = 1;   // what the row service gives
-  int32_t failAtFetch = 0;   // the nth row gives -66
-  uint32_t room = 64u << 20; // bytes of the file in memory
+  bool marks = false;       // pass tileCompressions
+  int32_t startResult = 1;  // what the row service gives
+  int32_t failAtFetch = 0;  // the nth row gives -66
+  uint32_t room = 4u << 20; // bytes of the file in memory
 };
 
 struct FaxEncoded {

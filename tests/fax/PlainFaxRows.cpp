@@ -42,8 +42,7 @@ template <size_t kCodes> int TakeFrom(Stream& stream, const FaxCode (&codes)[kCo
 long TakeRun(Stream& stream, bool black) {
   long run = 0;
   for (;;) {
-    const int last =
-        black ? TakeFrom(stream, kFaxBlackTerminating) : TakeFrom(stream, kFaxWhiteTerminating);
+    const int last = black ? TakeFrom(stream, kFaxBlackTerminating) : TakeFrom(stream, kFaxWhiteTerminating);
     if (last >= 0) {
       return run + last;
     }
@@ -121,18 +120,19 @@ int FindB2(const std::string& reference, int b1, bool black) {
 }
 
 bool TakeHorizontal(Stream& stream, Row& row) {
-  for (int i = 0; i < 2; ++i) {
-    row.a0 = std::max(row.a0, 0L);
-    const long run = TakeRun(stream, row.black);
-    if (run < 0) {
-      return false;
-    }
-    row.Paint(run, row.black);
-    if (row.a0 >= row.width) {
-      return true;
-    }
-    row.black = !row.black;
+  row.a0 = std::max(row.a0, 0L);
+  const long first = TakeRun(stream, row.black);
+  if (first < 0) {
+    return false;
   }
+  row.Paint(first, row.black);
+  const bool full = row.a0 >= row.width;
+  const long second = TakeRun(stream, !row.black);
+  if (second < 0) {
+    row.black = !row.black;
+    return full;
+  }
+  row.Paint(second, !row.black);
   return true;
 }
 
