@@ -1,7 +1,7 @@
 // Buffered reading: a window on the file that is small after a jump and grows while reading goes forward.
 //
-// A filter walks directories (a few bytes here, a few there) and streams strips. A jump fills 4 KiB, which holds a
-// directory and costs hardly more than the call itself; each filling that goes on near the end of the last is four
+// A filter walks directories (a few bytes here, a few there) and streams strips. A jump fills 1 KiB, which holds most
+// directories and costs hardly more than the call itself; each filling that goes on near the end of the last is four
 // times as large, up to 256 KiB. Large reads pass the window by and go to the caller's memory. Writes patch it.
 
 #include "FileWindow.h"
@@ -15,9 +15,11 @@ namespace {
 // From here on copying costs more than the call that it saves.
 constexpr uint32_t kDirectBytes = 16 * 1024;
 constexpr uint32_t kGrowth = 4;
-// After a jump the window begins at or before the position: values often stand just before their directory, and a file
-// of a few KiB comes in whole.
-constexpr uint64_t kJumpAlignment = 1024;
+constexpr uint32_t kJumpBytes = 1024;
+// Reading goes forward when it skips no more than this.
+constexpr uint64_t kNearBytes = 2048;
+// After a jump the window begins at or before the position: values often stand just before their directory.
+constexpr uint64_t kJumpAlignment = 256;
 
 uint32_t CopyFromWindow(const FileWindow& window, uint64_t position, uint8_t* target, uint32_t n) {
   if (position < window.start || position - window.start >= window.bytes) {
@@ -50,12 +52,12 @@ int64_t Refill(FileRecord* record, uint64_t position) {
   const uint64_t end = window.start + window.bytes;
   uint64_t start = position;
   uint32_t ask = window.nextBytes;
-  if (position >= end && position - end <= ask) {
+  if (position >= end && position - end <= kNearBytes) {
     window.nextBytes = ask < kLargeWindowBytes / kGrowth ? ask * kGrowth : kLargeWindowBytes;
   } else {
     start = position & ~(kJumpAlignment - 1);
-    ask = kSmallWindowBytes;
-    window.nextBytes = kSmallWindowBytes * kGrowth;
+    ask = kJumpBytes;
+    window.nextBytes = kJumpBytes * kGrowth;
   }
   if (ask > window.capacity) {
     Enlarge(&window, record->knownSize);
@@ -87,7 +89,7 @@ int64_t ReadDirectly(FileRecord* record, uint64_t position, uint8_t* target, uin
 void InitWindow(FileWindow* window) {
   window->start = 0;
   window->bytes = 0;
-  window->nextBytes = kSmallWindowBytes;
+  window->nextBytes = kJumpBytes;
   window->capacity = kSmallWindowBytes;
   window->data = window->small;
 }

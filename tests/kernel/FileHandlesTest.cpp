@@ -12,6 +12,10 @@
 #include <string>
 #include <vector>
 
+#if defined(__linux__)
+#include <sys/stat.h>
+#endif
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -293,7 +297,35 @@ TEST_F(FileHandles, WriteErrorGivesTheCode) {
   EXPECT_EQ(krnWriteError(7), 7);
 }
 
+TEST_F(FileHandles, TheThirdArgumentHasNoEffect) {
+  Make(u"a", "abc");
+  const uint32_t shares[] = {0, kKrnShareExclusive, kKrnShareRead, 0xFFFFFFFFu};
+  std::vector<VxFileHandle> handles;
+  for (uint32_t share : shares) {
+    handles.push_back(krnFileOpen(Name(u"a").c_str(), 2, share));
+    EXPECT_EQ(Read(handles.back(), 9), "abc") << share;
+  }
+  for (VxFileHandle handle : handles) {
+    krnFileClose(handle);
+  }
+}
+
 #if defined(__linux__)
+TEST_F(FileHandles, APipeIsRefusedWithoutWaitingForItsOtherEnd) {
+  ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(Open(u"pipe", 0), kKrnNoHandle);
+  EXPECT_EQ(Open(u"pipe", 2), kKrnNoHandle);
+}
+
+TEST_F(FileHandles, AnErrorOfTheSystemIsNotTheEndOfTheFile) {
+  const VxFileHandle handle = krnFileOpen(u"/proc/self/mem", 0, 0); // nothing is mapped at its start
+  ASSERT_NE(handle, kKrnNoHandle);
+  EXPECT_EQ(Read(handle, 4), "failed");
+  EXPECT_EQ(Read(handle, 100000), "failed"); // past the buffer too
+  EXPECT_EQ(Position(handle), 0u);
+  krnFileClose(handle);
+}
+
 TEST_F(FileHandles, AFullDiskIsToldByTheWriteItself) {
   const VxFileHandle handle = krnFileOpen(u"/dev/full", 1, 0);
   ASSERT_NE(handle, kKrnNoHandle);
