@@ -55,10 +55,6 @@ int32_t fltSetTagTIF(FilterSetTagRequest*) {
   return kResultFormatNotSaved;
 }
 
-int32_t fltCommentTIF(FilterCommentRequest*) {
-  return kResultInvalidParameter;
-}
-
 int32_t fltSetCommentTIF(FilterSetCommentRequest*) {
   return kResultFormatNotSaved;
 }

@@ -7,6 +7,7 @@
 #include <vxtif/metadata.h>
 
 enum TifTag : uint16_t {
+  kTagGpsVersion = 0, // in a GPS directory
   kTagNewSubfileType = 254,
   kTagSubfileType = 255,
   kTagImageWidth = 256,
@@ -69,9 +70,17 @@ enum TifTag : uint16_t {
   kTagGeoDoubleParams = 34736,
   kTagGeoAsciiParams = 34737,
   kTagGpsIfd = 34853,
+  kTagExifVersion = 36864,
+  kTagComponentsConfiguration = 37121,
+  kTagCompressedBitsPerPixel = 37122,
   kTagTiffEpStandardId = 37398,
   kTagMakerNote = 37500,
+  kTagFlashpixVersion = 40960,
+  kTagExifColorSpace = 40961,
+  kTagPixelXDimension = 40962,
+  kTagPixelYDimension = 40963,
   kTagInteroperabilityIfd = 40965,
+  kTagFocalPlaneUnit = 41488,
   kTagPrivateDirectory = 50234,
   kTagPrivateSizePair = 50235,
   kTagPrivateSubDirectory = 50236
