@@ -118,7 +118,8 @@ int32_t MergeRecords(RecordList* list, const TifDirectory* directory, TifDirKind
     if (TIFFindRecord(list->records, list->count, record.tag, nullptr) != nullptr) {
       continue;
     }
-    const int32_t tagClass = TIFClassifyTag(&record, nullptr, kind, nullptr);
+    TifDirKind childKind = kind;
+    const int32_t tagClass = TIFClassifyTag(&record, nullptr, kind, &childKind);
     if (tagClass == kTagClassJpegStream) {
       continue;
     }

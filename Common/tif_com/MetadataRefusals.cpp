@@ -4,7 +4,7 @@
 #include <vxtif/results.h>
 
 #include "tif_com/GeoKeys.h"
-#include "tif_com/Markers.h"
+#include "tif_com/TreeWriter.h"
 
 int32_t TIFReadGeoKeys(TifFile*, TifDirEntry*, uint32_t, TifDirectory** out) {
   *out = nullptr;
@@ -15,19 +15,14 @@ int32_t TIFMergeGeoKeys(TifFile*, TifDirEntry*, uint32_t*, const TifGeoKeyItem*)
   return kResultOk;
 }
 
-int32_t TIFReadExifMarker(const TifMarkerBlock*, TifDirectory** out) {
-  *out = nullptr;
-  return kResultOk;
+int32_t TIFWriteDirectoryTree(TifFile*, TifFile*, TifTagRecord*, int32_t, uint32_t, uint32_t*, uint32_t*, TifDirKind) {
+  return kResultFormatNotSaved;
 }
 
-int32_t TIFMergeMarkerDirectory(TifFile*, TifDirEntry*, uint32_t*, TifDirectory* directory, TifDirKind) {
-  return directory == nullptr ? kResultOk : kResultInvalidParameter;
+int32_t TIFWriteSubDirectory(TifFile*, uint32_t*, TifDirectory*, TifDirKind) {
+  return kResultFormatNotSaved;
 }
 
-int32_t TIFParseMakerNotes(TifTagRecord*, uint32_t) {
-  return kResultOk;
-}
-
-int32_t TIFCopyMakerNote(const TifFile*, uint32_t, void*, uint32_t, uint32_t*) {
-  return 0;
+int32_t TIFWriteLongArray(const TifFile*, const uint32_t*, uint32_t) {
+  return kResultFormatNotSaved;
 }
