@@ -22,7 +22,3 @@ int32_t TIFWriteDirectoryTree(TifFile*, TifFile*, TifTagRecord*, int32_t, uint32
 int32_t TIFWriteSubDirectory(TifFile*, uint32_t*, TifDirectory*, TifDirKind) {
   return kResultFormatNotSaved;
 }
-
-int32_t TIFWriteLongArray(const TifFile*, const uint32_t*, uint32_t) {
-  return kResultFormatNotSaved;
-}
