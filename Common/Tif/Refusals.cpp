@@ -3,10 +3,6 @@
 
 #include <vxtif/vxtif.h>
 
-int32_t fltInfoTIF(FilterInfoRequest*) {
-  return kResultRefused;
-}
-
 int32_t fltLoadTIF(FilterLoadRequest*) {
   return kResultUnknownCompression;
 }
