@@ -35,10 +35,6 @@ int32_t fltStopSaveDataTIF(FilterSaveDataRequest*) {
   return kResultFormatNotSaved;
 }
 
-int32_t fltDeletePageTIF(FilterDeletePageRequest*) {
-  return kResultFormatNotSaved;
-}
-
 int32_t fltCompact(FilterCompactRequest* request) {
   return request == nullptr ? kResultInvalidParameter : kResultFormatNotSaved;
 }
