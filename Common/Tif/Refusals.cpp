@@ -3,6 +3,8 @@
 
 #include <vxtif/vxtif.h>
 
+#include "Tif/Siblings.h"
+
 int32_t fltLoadTIF(FilterLoadRequest*) {
   return kResultUnknownCompression;
 }
@@ -64,5 +66,14 @@ int32_t TIFGetBytesPerTileRow(const TifPage*) {
 }
 
 int32_t TIFInitBitmap(const TifPage*, BitmapHandle*, int32_t) {
+  return kResultRefused;
+}
+
+// No sibling library can be reached yet: information is refused, and no camera library takes a file.
+int32_t TIFSiblingInfo(FilterInfoRequest*, const TifPage*, uint32_t) {
+  return kResultRefused;
+}
+
+int32_t TIFSiblingProbe(FilterInfoRequest*, uint32_t) {
   return kResultRefused;
 }
