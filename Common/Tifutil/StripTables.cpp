@@ -181,6 +181,7 @@ TagOutcome TIFApplyStripCompression(PageParse& parse, const TifDirEntry& entry) 
   TIFFree(page->stripCompressions);
   page->stripCompressions = codes;
   parse.stripCompressionBytes = count * 2;
+  page->stripOrderScratch = {nullptr, nullptr}; // codes again, if they were marks already
   // Codes that cannot be read are 0, and that is no failure.
   TIFSeek(parse.file->fileHandle, entry.value, kKrnSeekSet);
   const uint32_t read = krnFileRead(parse.file->fileHandle, codes, count * 2);
@@ -195,6 +196,9 @@ TagOutcome TIFApplyStripCompression(PageParse& parse, const TifDirEntry& entry) 
 bool TIFLevelStripTables(PageParse& parse) {
   TifPage* page = parse.page;
   const uint32_t count = page->stripCount;
+  if (page->stripCompressions != nullptr && parse.stripCompressionBytes < count) {
+    page->stripOrderScratch = {nullptr, nullptr}; // strips were added behind the order: their marks are missing
+  }
   if (page->stripOffsets != nullptr && parse.offsetsLength < count) {
     uint32_t* grown = GrownTable(page->stripOffsets, parse.offsetsLength, count);
     if (grown == nullptr) {

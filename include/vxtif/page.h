@@ -33,7 +33,8 @@ enum { kYccLuma, kYccCr, kYccCb, kYccGreenLuma, kYccGreenBlue, kYccGreenRed, kYc
 
 #pragma pack(push, 1)
 
-/* What the strip order of a variant file leaves behind while it is applied. */
+/* What the strip order of a variant file leaves behind. As long as its pointers stand, stripCompressions holds a byte a
+   strip. */
 typedef struct TifStripOrderScratch {
   uint32_t* newOffsets;
   uint32_t* newByteCounts;
