@@ -41,24 +41,8 @@ int32_t fltCompact(FilterCompactRequest* request) {
   return request == nullptr ? kResultInvalidParameter : kResultFormatNotSaved;
 }
 
-int32_t fltGetTagTIF(FilterGetTagRequest*) {
-  return kResultTagNotFound;
-}
-
-int32_t fltSetTagTIF(FilterSetTagRequest*) {
-  return kResultFormatNotSaved;
-}
-
-int32_t fltSetCommentTIF(FilterSetCommentRequest*) {
-  return kResultFormatNotSaved;
-}
-
 int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
   return kResultInvalidParameter;
-}
-
-int32_t fltSetGeoKeyTIF(FilterSetGeoKeyRequest*) {
-  return kResultFormatNotSaved;
 }
 
 int32_t TIFGetBytesPerTileRow(const TifPage*) {

@@ -13,12 +13,18 @@ constexpr uint32_t kAtEndOfFile = 0xFFFFFFFFu; // the offset that sends a value 
 int32_t TIFEditFile(const char16_t* fileName, SaveOptions* options, TifMarkerBlock* markers, TifTagItem* tagList,
                     TifGeoKeyItem* geoKeys, TifCommentBlock* comments);
 
+// The same on an open file. 1 when there is nothing to change; -1365 when the directory must grow and was entered by an
+// explicit offset; else -310 or the code of the step that failed.
+int32_t TIFApplyChanges(TifFile* file, SaveOptions* options, TifMarkerBlock* markers, TifTagItem* tagList,
+                        TifGeoKeyItem* geoKeys, TifCommentBlock* comments);
+
 // Entries of a directory in host order, with room for `extra` more. With `count` the directory is entered at its
 // offset; with null it is file->entryCount and the position lies behind the count word. `next` may be null. 1, -1, -7.
 int32_t TIFLoadEntries(TifFile* file, uint32_t directory, uint32_t extra, TifDirEntry** out, uint32_t* count,
                        uint32_t* next);
 
-// Finds or appends the item's tag in the list and stores its value. `entries` has room for one more.
+// Finds or appends the item's tag in the list and stores its value. `entries` has room for one more. An item with a
+// size but without data is passed over.
 int32_t TIFSetEntry(TifFile* file, TifDirEntry* entries, const TifTagItem* item, void* data, uint32_t* n);
 
 // Gives an entry the item's tag, type, count and value, over the old value when it fits, else at the end of the file.
@@ -38,7 +44,7 @@ uint32_t TIFEvenEndOfFile(TifFile* file);
 // Whether a save writes the caller's tag; those that the writer makes itself are passed over.
 bool TIFIsTagAccepted(const TifTagItem* item);
 
-// A value into the caller's buffer in host order. 1, -140, -7.
+// A value into the caller's buffer in host order. 1, -140, -4, -7.
 int32_t TIFReadEntryValues(TifFile* file, const TifDirEntry* entry, void* buffer);
 
 // TIFSetEntry's twin on records in memory. `records` has room for one more. 1 or -1.
