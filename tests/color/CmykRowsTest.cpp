@@ -1,6 +1,7 @@
 // CMYK rows and planes to red, green, blue. Expectations come from the ink equation in wide integers, pixel by pixel
 // from a copy of the row.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>

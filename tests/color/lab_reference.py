@@ -3,7 +3,7 @@
 
 Nothing here uses the machine's floating point but as a container: every product and every sum is formed exactly and
 rounded once, to nearest even, to the width that it has in the library. Run by hand when a constant is to be checked;
-with --mutate it also tells whether each constant, off by one unit in the last place, would change the hashes.
+with --mutate it also tells whether each constant, off by one unit in the last place, would change the table.
 """
 import struct
 import sys
@@ -117,28 +117,39 @@ def samples16():
                 yield l, a, b
 
 
+# Colours at which one constant or another, off by a unit in the last place, changes the result.
+SENSITIVE8 = [(38, -97, -27), (15, 83, -115), (8, 69, 64), (22, 127, 98), (11, -23, -90), (1, -82, -105),
+              (37, 100, 110), (41, -25, 98), (55, -43, 50), (4, 70, -61), (34, 116, -59), (56, -12, 70),
+              (74, -87, -116), (148, 120, -1)]
 TABLE8 = [(255, 0, 0), (0, 0, 0), (128, 0, 0), (255, 127, 127), (255, -128, -128), (0, 127, -128), (0, -128, 127),
           (1, 1, -1), (64, 20, 30), (64, -20, -30), (200, 45, -60), (200, -45, 60), (100, 100, 100), (17, 3, -99)]
+SENSITIVE16 = [(1028, -28668, 91), (771, -30973, 114), (0, -24320, -15), (0, 12032, 96), (2827, 11531, -116),
+               (0, 6400, 94), (0, -10752, -75), (0, -11264, -107), (0, -6912, 17), (0, -26368, -115), (0, 15360, 9),
+               (2827, -9973, 45), (1542, -3322, 27), (514, 21250, 47), (0, 31488, -100), (8364, 28672, -125)]
 TABLE16 = [(65535, 0, 0), (0, 0, 0), (32768, 0, 0), (65535, 32767, 127), (65535, -32768, -128), (0, 32767, -128),
            (0, -32768, 127), (257, 256, -1), (16448, 5120, 30), (16448, -5120, -30), (51400, 11520, -60),
            (51400, -11520, 60), (25700, 25600, 100), (40000, 1234, -128)]
 
 
+def mutate(width, table, reference):
+    for name, word in NAMES.items():
+        if name.endswith("16" if width == 8 else "8"):
+            continue
+        for delta in (-1, 1):
+            lab = Lab(width, dict(NAMES, **{name: word + delta}))
+            print(width, name, delta, "UNSEEN" if [lab.convert(*s) for s in table] == reference else "seen")
+
+
 def main():
-    for width, table, samples in ((8, TABLE8, samples8), (16, TABLE16, samples16)):
+    for width, table, samples in ((8, TABLE8 + SENSITIVE8, samples8), (16, TABLE16 + SENSITIVE16, samples16)):
         lab = Lab(width)
-        for sample in table:
-            print(width, sample, lab.convert(*sample))
-        reference = lab.hash(samples())
-        print(width, "hash", hex(reference))
+        reference = [lab.convert(*sample) for sample in table]
+        for sample, result in zip(table, reference):
+            print("    {" + ", ".join(map(str, sample + result)) + "},")
         if "--mutate" in sys.argv:
-            for name in NAMES:
-                if name.endswith("16" if width == 8 else "8"):
-                    continue
-                for delta in (-1, 1):
-                    changed = dict(NAMES, **{name: NAMES[name] + delta})
-                    same = Lab(width, changed).hash(samples()) == reference
-                    print(width, name, delta, "UNSEEN" if same else "seen")
+            mutate(width, table, reference)
+        else:
+            print(width, "hash", hex(lab.hash(samples())))
 
 
 main()
