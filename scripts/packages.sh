@@ -6,8 +6,8 @@
 
 packages_for() {
   case "$1" in
-    build) echo g++ cmake ninja-build pkg-config libpng-dev nlohmann-json3-dev libcli11-dev ;;
-    test) echo libgtest-dev g++-multilib clang-format python3 python3-numpy python3-tifffile libtiff-tools \
+    build) echo g++ cmake ninja-build pkg-config libpng-dev nlohmann-json3-dev libcli11-dev libgtest-dev python3 ;;
+    test) echo g++-multilib clang-format python3-numpy python3-tifffile libtiff-tools \
       libimage-exiftool-perl gdal-bin geotiff-bin ;;
     bench) echo libbenchmark-dev libtiff-dev ;;
     *) echo "packages.sh: no group '$1'" >&2; return 1 ;;
