@@ -5,10 +5,6 @@
 
 #include "Tif/Siblings.h"
 
-int32_t fltLoadTIF(FilterLoadRequest*) {
-  return kResultUnknownCompression;
-}
-
 int32_t fltLoadCMYKArrayTIF(FilterLoadCMYKRequest*) {
   return kResultUnknownCompression;
 }
@@ -45,14 +41,6 @@ int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
   return kResultInvalidParameter;
 }
 
-int32_t TIFGetBytesPerTileRow(const TifPage*) {
-  return 0;
-}
-
-int32_t TIFInitBitmap(const TifPage*, BitmapHandle*, int32_t) {
-  return kResultRefused;
-}
-
 // No sibling library can be reached yet: information is refused, and no camera library takes a file.
 int32_t TIFSiblingInfo(FilterInfoRequest*, const TifPage*, uint32_t) {
   return kResultRefused;
@@ -60,4 +48,13 @@ int32_t TIFSiblingInfo(FilterInfoRequest*, const TifPage*, uint32_t) {
 
 int32_t TIFSiblingProbe(FilterInfoRequest*, uint32_t) {
   return kResultRefused;
+}
+
+int32_t TIFSiblingLoadStream(FilterLoadRequest*, VxFileHandle, BitmapHandle*, TifRowSink, const TifPage*, uint32_t,
+                             uint32_t, intptr_t, uint32_t) {
+  return kResultUnknownCompression;
+}
+
+int32_t TIFSiblingLoadFile(FilterLoadRequest*, VxFileHandle, const TifPage*) {
+  return kResultSiblingVector;
 }

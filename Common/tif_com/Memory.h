@@ -28,6 +28,15 @@ inline void* TIFAllocZero(size_t count, size_t size, const char* file = __builti
   return krnAllocZero(count, size, line, TIFSourceModule(file));
 }
 
+// A cleared block of bytes whose number comes from file values: one that no block can have is a failed request.
+inline uint8_t* TIFAllocZeroBytes(uint64_t bytes, const char* file = __builtin_FILE(),
+                                  int32_t line = __builtin_LINE()) {
+  if (bytes > PTRDIFF_MAX) {
+    return nullptr;
+  }
+  return static_cast<uint8_t*>(TIFAllocZero(static_cast<size_t>(bytes), 1, file, line));
+}
+
 inline void* TIFRealloc(void* block, size_t newSize, const char* file = __builtin_FILE(),
                         int32_t line = __builtin_LINE()) {
   return krnRealloc(block, newSize, line, TIFSourceModule(file));
