@@ -39,12 +39,12 @@ struct TifLoadContext {
   uint32_t siblingIndex; // row of the sibling table for this compression, kNoSibling for none
   uint8_t* outRows;      // target of a sibling's strip rows
   int32_t outRowBytes;
-  uint32_t outRowCount; // rows that outRows has room for
+  uint32_t outRowCount;                // rows that outRows has room for
   uint32_t parsedPhotometric;          // photometricInterpretation as the parser left it
   int32_t tilesPerPlane;               // strips or tiles of one plane
   FilterLoadCMYKRequest* arrayRequest; // the load of CMYK planes alone
-  uint32_t rowBufferBytes; // bytes that may be touched from a row's start: no row operation leaves them
-  uint64_t bandTailBytes;  // bytes from the current row's start to the end of the band
-  uint64_t alphaRowsBytes; // room in alphaRows
-  uint64_t yccRowsBytes;   // room in yccRows
+  uint32_t rowBufferBytes;             // bytes that may be touched from a row's start: no row operation leaves them
+  uint64_t bandTailBytes;              // bytes from the current row's start to the end of the band
+  uint64_t alphaRowsBytes;             // room in alphaRows
+  uint64_t yccRowsBytes;               // room in yccRows
 };

@@ -1,6 +1,7 @@
 // The road of each compression through a load: the strip reader, the fax codec, or a sibling library. The load driver
 // calls it once the target and the context stand.
 
+#include "Tif/FaxLoad.h"
 #include "Tif/PageLayout.h"
 #include "Tif/PageLoad.h"
 #include "Tif/Siblings.h"
@@ -112,9 +113,12 @@ int32_t TIFReadPixels(PageLoad* load) {
   if (row == nullptr) {
     return kResultUnknownCompression;
   }
+  FilterLoadRequest* const request = load->request;
   switch (row->road) {
   case LoadRoad::kFax:
-    return kResultUnknownCompression;
+    // Past the row stage and any temporary bitmap: the codec's rows go to the caller.
+    return TIFLoadFaxPage(request, load->file.fileHandle, request->fileInfo, request->bitmap, load->rowCallback,
+                          load->page, request->rowCallbackData);
   case LoadRoad::kSibling:
     return ReadBySibling(load);
   case LoadRoad::kStrips:

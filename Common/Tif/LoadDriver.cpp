@@ -1,7 +1,7 @@
-// fltLoadTIF: one page of a file to the caller's row sink. The driver opens the file, finds and parses the page, repairs
-// what its fields leave open, describes the caller's bitmap, and drives the reading of the pixels. It owns the handle,
-// the page and every working buffer of the load. The numbers are the order of the checks, which decides what failure
-// wins when two apply.
+// fltLoadTIF: one page of a file to the caller's row sink. The driver opens the file, finds and parses the page,
+// repairs what its fields leave open, describes the caller's bitmap, and drives the reading of the pixels. It owns the
+// handle, the page and every working buffer of the load. The numbers are the order of the checks, which decides what
+// failure wins when two apply.
 
 #include <algorithm>
 
@@ -9,8 +9,10 @@
 
 #include "Tif/BitmapSetup.h"
 #include "Tif/ColorConversion.h"
+#include "Tif/FaxLoad.h"
 #include "Tif/PageLayout.h"
 #include "Tif/PageLoad.h"
+#include "Tif/RawLoad.h"
 #include "Tif/RawPackBits.h"
 #include "Tif/Siblings.h"
 #include "Tifutil/PagePalette.h"
@@ -53,10 +55,12 @@ int32_t LoadRaw(PageLoad* load) {
     return kResultNoBitmap;
   }
   switch (load->request->fileInfo->fileFormat) {
-  case kFormatRawPackBits:
-    return LoadRawPackBits(load);
+  case kFormatRawRows:
+    return TIFLoadRawRows(load->request, load->file.fileHandle, load->palette);
+  case kFormatRawFax:
+    return TIFLoadRawFax(load->request, load->file.fileHandle, load->palette);
   default:
-    return kResultUnknownCompression;
+    return LoadRawPackBits(load);
   }
 }
 
@@ -105,8 +109,7 @@ bool RepairPlanar(TifPage* page) {
 // 12. Colours of 8 or 4 bits without a map can only be meant as grey.
 void RepairPhotometric(TifPage* page) {
   const uint32_t photometric = page->photometricInterpretation;
-  const bool shallow =
-      page->bitsPerPixel == 8 || (page->bitsPerPixel == 4 && photometric != kPhotometricCmyk);
+  const bool shallow = page->bitsPerPixel == 8 || (page->bitsPerPixel == 4 && photometric != kPhotometricCmyk);
   if (shallow && page->colorMapEntries == 0 && photometric > kPhotometricBlackIsZero) {
     page->photometricInterpretation = kPhotometricBlackIsZero;
   }

@@ -60,10 +60,10 @@ int32_t DeliverRows(const RawStream& stream) {
   for (int32_t row = 0; row < height; ++row) {
     TIFPackBitsReadStream(stream.row, stream.file, stream.rowBytes, stream.input, &position, BitOrder::kAsRead);
     ProcessRow(stream);
-    const uint32_t flags = uint32_t{kRowsAlways} | (row == 0 ? uint32_t{kRowsFirst} : 0) |
-                           (row == height - 1 ? uint32_t{kRowsLast} : 0);
-    const int32_t result = stream.rowCallback(request->fileInfo, request->bitmap, stream.row, flags, row, 1,
-                                              request->rowCallbackData);
+    const uint32_t flags =
+        uint32_t{kRowsAlways} | (row == 0 ? uint32_t{kRowsFirst} : 0) | (row == height - 1 ? uint32_t{kRowsLast} : 0);
+    const int32_t result =
+        stream.rowCallback(request->fileInfo, request->bitmap, stream.row, flags, row, 1, request->rowCallbackData);
     if (result != kResultOk) {
       return result;
     }

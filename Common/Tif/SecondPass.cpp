@@ -32,10 +32,10 @@ int32_t FeedRows(PageLoad* load, uint8_t* row) {
   const int32_t lineBytes = temporary->bytesPerLine;
   for (int32_t i = 0; i < height; ++i) {
     krnBitmapGetRow(temporary, row, i, lineBytes);
-    const uint32_t flags = uint32_t{kRowsAlways} | (i == 0 ? uint32_t{kRowsFirst} : 0) |
-                           (i == height - 1 ? uint32_t{kRowsLast} : 0);
-    const int32_t result = TIFProcessRows(load->request->fileInfo, bitmap, row, flags, i, 1,
-                                          reinterpret_cast<intptr_t>(&load->context));
+    const uint32_t flags =
+        uint32_t{kRowsAlways} | (i == 0 ? uint32_t{kRowsFirst} : 0) | (i == height - 1 ? uint32_t{kRowsLast} : 0);
+    const int32_t result =
+        TIFProcessRows(load->request->fileInfo, bitmap, row, flags, i, 1, reinterpret_cast<intptr_t>(&load->context));
     if (result != kResultOk) {
       return result;
     }

@@ -145,10 +145,9 @@ int32_t DecodeBySibling(const StripPiece* piece, TifLoadContext* context) {
   context->outRows = piece->out;
   context->outRowBytes = static_cast<int32_t>(piece->rowSize);
   context->outRowCount = piece->rows;
-  const int32_t result =
-      TIFSiblingLoadStream(context->request, piece->file, bitmap, TIFCopyDecodedRows, page,
-                           TIFSaturateU32(piece->offset), piece->bytes, reinterpret_cast<intptr_t>(context),
-                           context->siblingIndex);
+  const int32_t result = TIFSiblingLoadStream(context->request, piece->file, bitmap, TIFCopyDecodedRows, page,
+                                              TIFSaturateU32(piece->offset), piece->bytes,
+                                              reinterpret_cast<intptr_t>(context), context->siblingIndex);
   krnBitmapFree(bitmap);
   TIFFree(bitmap);
   return result;
@@ -208,8 +207,7 @@ int32_t TIFCopyDecodedRows(FileInfoRecord* /*fileInfo*/, BitmapHandle* bitmap, u
     if (firstRow + i >= context->outRowCount) {
       break;
     }
-    krnMemCopy(context->outRows + (firstRow + i) * context->outRowBytes, rows + i * stride,
-               static_cast<size_t>(bytes));
+    krnMemCopy(context->outRows + (firstRow + i) * context->outRowBytes, rows + i * stride, static_cast<size_t>(bytes));
   }
   return kResultOk;
 }

@@ -1,6 +1,6 @@
 // The strip and tile reader: bands of rows. A page is a grid of pieces, strips being tiles as wide as the image; a band
-// is one row of that grid, decoded into one buffer with the tiles side by side, and handed on row by row. The loads give
-// it a normalised page and a receiver.
+// is one row of that grid, decoded into one buffer with the tiles side by side, and handed on row by row. The loads
+// give it a normalised page and a receiver.
 
 #include "Tif/StripReader.h"
 
@@ -167,8 +167,7 @@ int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
     if (OutsideRegion(job, band.firstRow, band.rows)) {
       continue;
     }
-    const int32_t result =
-        buffer->tilesAcross > 1 ? ReadTileBand(job, buffer, band) : ReadStripBand(job, buffer, band);
+    const int32_t result = buffer->tilesAcross > 1 ? ReadTileBand(job, buffer, band) : ReadStripBand(job, buffer, band);
     if (result != kResultOk) {
       return result;
     }

@@ -1,6 +1,6 @@
-// 32-bit samples, integer or float. The first pass has stored the rows in a temporary bitmap and tracked the range; this
-// one passes integers as they are, truncates floats whose range fits 32 bits, and spreads other floats over the whole
-// range. The load driver's second pass uses it.
+// 32-bit samples, integer or float. The first pass has stored the rows in a temporary bitmap and tracked the range;
+// this one passes integers as they are, truncates floats whose range fits 32 bits, and spreads other floats over the
+// whole range. The load driver's second pass uses it.
 
 #include "Tif/WideSamples.h"
 
@@ -72,8 +72,8 @@ int32_t EmitRows(BitmapHandle* bitmap, BitmapHandle* temporary, const TifPage* p
     } else if (isFloat) {
       NormalizeFloatRow(row, pixels, context->minFloat, context->maxFloat);
     }
-    const uint32_t flags = uint32_t{kRowsAlways} | (i == 0 ? uint32_t{kRowsFirst} : 0) |
-                           (i == height - 1 ? uint32_t{kRowsLast} : 0);
+    const uint32_t flags =
+        uint32_t{kRowsAlways} | (i == 0 ? uint32_t{kRowsFirst} : 0) | (i == height - 1 ? uint32_t{kRowsLast} : 0);
     const int32_t result = rowCallback(fileInfo, bitmap, row, flags, i, 1, context->rowSinkData);
     if (result != kResultOk) {
       return result;
