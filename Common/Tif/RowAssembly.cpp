@@ -32,10 +32,6 @@ uint64_t RowDistance(const TifLoadContext* context) {
   return context->rowBytes > 0 ? static_cast<uint64_t>(context->rowBytes) : 0;
 }
 
-uint32_t BoundOf(RowSpan row) {
-  return TIFSaturateU32(row.bytes);
-}
-
 void SwapSamples(RowSpan row, const TifPage* page) {
   const uint32_t bits = page->bitsPerSample[0];
   if (bits == 16) {
@@ -83,10 +79,10 @@ void ConvertCmyk(RowSpan row, const TifLoadContext* context) {
   const uint32_t bits = page->bitsPerSample[0];
   if (bits == 16) {
     TIFCmykRow16(context->cmykKeep, row.data, ImageWidth(page), context->hasExtraChannel, page->extraBits / 16,
-                 BoundOf(row));
+                 row.bytes);
   } else if (!context->cmykKeep) {
     TIFCmykToRgb8(row.data, ImageWidth(page), context->hasExtraChannel, bits == 0 ? 0 : page->extraBits / bits,
-                  BoundOf(row));
+                  row.bytes);
   }
 }
 
@@ -97,9 +93,9 @@ void ConvertLab(RowSpan row, const TifLoadContext* context, int32_t bitmapDepth)
   }
   const auto depth = static_cast<uint32_t>(bitmapDepth);
   if (page->bitsPerSample[0] == 16) {
-    TIFLabToRgb16(row.data, ImageWidth(page), depth / 16, BoundOf(row));
+    TIFLabToRgb16(row.data, ImageWidth(page), depth / 16, row.bytes);
   } else {
-    TIFLabToRgb8(row.data, ImageWidth(page), depth / 8, BoundOf(row));
+    TIFLabToRgb8(row.data, ImageWidth(page), depth / 8, row.bytes);
   }
 }
 
