@@ -21,9 +21,9 @@ enum {
   kPageGeoKeys = 0x8000000,     /* tag 34735 */
   kPageKodak = 0x10000000,      /* Make names this vendor */
   kPageTiffEp = 0x20000000,     /* tag 37398 */
-  kPageSubIfds = 0x40000000,    /* tag 330 */
-  kPageExif = 0x80000000u       /* tag 34665 */
+  kPageSubIfds = 0x40000000     /* tag 330 */
 };
+#define kPageExif 0x80000000u /* tag 34665; more than an enumerator of C holds */
 
 /* How a fill order of 2 is honoured: a bit set with a special start value. */
 enum { kFillReverseBefore = 1, kFillReverseAfter = 2, kFillUndecided = 4 };

@@ -66,12 +66,16 @@ typedef struct TifTagRecord {
   uint32_t storage; /* kStorage... */
 } TifTagRecord;
 
-/* A directory in memory: one block with its records, in the order of the file. */
+/* A directory in memory: one block with its records, in the order of the file. C++ knows the array at its end as an
+   extension only. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
 typedef struct TifDirectory {
   uint32_t nextDirectoryOffset; /* the next-directory word as found; 0 when it could not be read */
   uint32_t entryCount;
-  TifTagRecord records[];
+  TifTagRecord records[]; /* entryCount of them */
 } TifDirectory;
+#pragma GCC diagnostic pop
 
 #pragma pack(pop)
 

@@ -24,9 +24,9 @@ enum {
   kSaveBigEndian = 0x40000,          /* a new file is big-endian */
   kSaveForcePhotometric = 0x2000000, /* honour photometric */
   kSaveTiles = 0x4000000,            /* write tiles of tileWidth by tileHeight */
-  kSaveAskFaxColours = 0x10000000,   /* fax formats: ask the row service for the bitmap's two colours first */
-  kSavePredictor = 0x80000000u       /* horizontal predictor with LZW */
+  kSaveAskFaxColours = 0x10000000    /* fax formats: ask the row service for the bitmap's two colours first */
 };
+#define kSavePredictor 0x80000000u /* horizontal predictor with LZW; more than an enumerator of C holds */
 
 /* Bits of SaveOptions.flags2. */
 enum {
