@@ -2,8 +2,8 @@
 // calls it once the target and the context stand.
 
 #include "Tif/FaxLoad.h"
+#include "Tif/LoadState.h"
 #include "Tif/PageLayout.h"
-#include "Tif/PageLoad.h"
 #include "Tif/Siblings.h"
 #include "Tif/StripReader.h"
 #include "tif_com/Saturate.h"

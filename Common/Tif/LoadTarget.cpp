@@ -1,8 +1,8 @@
 // The target of a load's reading: the caller's bitmap, or temporary ones for the three kinds of page that cannot be
 // given to the caller row by row. The load driver opens and closes it.
 
+#include "Tif/LoadState.h"
 #include "Tif/PageLayout.h"
-#include "Tif/PageLoad.h"
 #include "Tif/Planes.h"
 #include "Tif/RowAssembly.h"
 #include "tif_com/Saturate.h"

@@ -1,7 +1,7 @@
 // The second pass of a load: planes are merged, 32-bit samples scaled, and bilevel pages stored at another size brought
 // to the caller's. The load driver calls it when the reading has succeeded.
 
-#include "Tif/PageLoad.h"
+#include "Tif/LoadState.h"
 #include "Tif/PlaneMerge.h"
 #include "Tif/RowAssembly.h"
 #include "Tif/WideSamples.h"
