@@ -3,8 +3,6 @@
 
 #include <vxtif/vxtif.h>
 
-#include "Tif/Siblings.h"
-
 int32_t fltLoadCMYKArrayTIF(FilterLoadCMYKRequest*) {
   return kResultUnknownCompression;
 }
@@ -39,22 +37,4 @@ int32_t fltCompact(FilterCompactRequest* request) {
 
 int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
   return kResultInvalidParameter;
-}
-
-// No sibling library can be reached yet: information is refused, and no camera library takes a file.
-int32_t TIFSiblingInfo(FilterInfoRequest*, const TifPage*, uint32_t) {
-  return kResultRefused;
-}
-
-int32_t TIFSiblingProbe(FilterInfoRequest*, uint32_t) {
-  return kResultRefused;
-}
-
-int32_t TIFSiblingLoadStream(FilterLoadRequest*, VxFileHandle, BitmapHandle*, TifRowSink, const TifPage*, uint32_t,
-                             uint32_t, intptr_t, uint32_t) {
-  return kResultUnknownCompression;
-}
-
-int32_t TIFSiblingLoadFile(FilterLoadRequest*, VxFileHandle, const TifPage*) {
-  return kResultSiblingVector;
 }
