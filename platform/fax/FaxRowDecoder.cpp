@@ -35,17 +35,15 @@ inline void PutChange(RowDecoding& row, int32_t position) {
   }
 }
 
-inline uint16_t LookUpRun(const FaxBitReader& bits, bool black) {
-  return black ? kFaxBlackRuns[FaxPeek(bits, kFaxBlackIndexBits)] : kFaxWhiteRuns[FaxPeek(bits, kFaxWhiteIndexBits)];
+template <bool kBlack> inline uint16_t LookUpRun(const FaxBitReader& bits) {
+  return kBlack ? kFaxBlackRuns[FaxPeek(bits, kFaxBlackIndexBits)] : kFaxWhiteRuns[FaxPeek(bits, kFaxWhiteIndexBits)];
 }
 
-// Make-up codes and a terminating code. Cut at the width, which any sum of make-up codes would pass sooner or later;
-// kNoRun leaves the reader where no word begins.
-int32_t ReadRun(FaxBitReader& bits, bool black, int32_t width) {
-  int32_t run = 0;
+// The rest of a run behind a make-up code: cut at the width, which any sum of make-up codes would pass sooner or later.
+template <bool kBlack> [[gnu::noinline]] int32_t ReadLongRun(FaxBitReader& bits, int32_t run, int32_t width) {
   for (;;) {
     FaxRefill(bits);
-    const uint16_t entry = LookUpRun(bits, black);
+    const uint16_t entry = LookUpRun<kBlack>(bits);
     if (entry == 0) {
       return kNoRun;
     }
@@ -58,6 +56,27 @@ int32_t ReadRun(FaxBitReader& bits, bool black, int32_t width) {
       run = width + 1;
     }
   }
+}
+
+// Make-up codes and a terminating code; kNoRun leaves the reader where no word begins. Needs two words at hand, which
+// is what a run has but for the longest.
+template <bool kBlack> inline int32_t ReadRunAtHand(FaxBitReader& bits, int32_t width) {
+  const uint16_t first = LookUpRun<kBlack>(bits);
+  FaxTake(bits, FaxEntryLength(first));
+  if (FaxEntryRun(first) < kFaxFirstMakeUp) [[likely]] {
+    return first == 0 ? kNoRun : FaxEntryRun(first);
+  }
+  const uint16_t second = LookUpRun<kBlack>(bits);
+  if (second != 0 && FaxEntryRun(second) < kFaxFirstMakeUp) [[likely]] {
+    FaxTake(bits, FaxEntryLength(second));
+    return FaxEntryRun(first) + FaxEntryRun(second);
+  }
+  return ReadLongRun<kBlack>(bits, FaxEntryRun(first), width);
+}
+
+inline int32_t ReadRun(FaxBitReader& bits, bool black, int32_t width) {
+  FaxRefill(bits);
+  return black ? ReadRunAtHand<true>(bits, width) : ReadRunAtHand<false>(bits, width);
 }
 
 // Moves a0 by a run of the current colour and puts the change behind it. False when the row ends there.
@@ -129,9 +148,9 @@ FaxRowState FinishRow(RowDecoding& row, FaxRowState state, FaxBitReader* reader,
   return state;
 }
 
-// Pairs of short runs as long as they come, white first. They end before the row does: the last run is left to
-// the single words, since what follows it may look like a black run.
-inline void DecodePairs(RowDecoding& row) {
+// Pairs of short runs as long as they come, white first. They end before the row does: the last run is left to the
+// single words, since what follows it may look like a black run.
+inline void TakePairs(RowDecoding& row) {
   constexpr int kPairsPerRefill = 4;
   static_assert(kPairsPerRefill * kFaxPairIndexBits <= 56);
   for (;;) {
@@ -152,28 +171,60 @@ inline void DecodePairs(RowDecoding& row) {
   }
 }
 
+enum RunStep : uint8_t { kRunPut, kRunEndsRow, kRunMissing };
+
+template <bool kBlack> inline RunStep TakeRun(RowDecoding& row) {
+  const int32_t run = ReadRunAtHand<kBlack>(row.bits, row.width);
+  if (run == kNoRun) {
+    return kRunMissing;
+  }
+  return PutRun(row, run) ? kRunPut : kRunEndsRow;
+}
+
+// Runs of both colours until the row ends or no word begins. Pairs are only looked for behind a pair: where runs are
+// long, as at a high resolution, the look would mostly be in vain.
+RunStep TakeRuns(RowDecoding& row) {
+  RunStep step = kRunPut;
+  if (IsBlack(row)) {
+    FaxRefill(row.bits);
+    step = TakeRun<true>(row);
+  }
+  while (step == kRunPut) {
+    FaxRefill(row.bits); // enough for four words
+    const uint32_t before = row.bits.count;
+    step = TakeRun<false>(row);
+    if (step != kRunPut) {
+      break;
+    }
+    step = TakeRun<true>(row);
+    if (step == kRunPut && before - row.bits.count <= kFaxPairIndexBits) {
+      TakePairs(row);
+    }
+  }
+  return step;
+}
+
+bool TakeUncompressed(RowDecoding& row) {
+  FaxRefill(row.bits);
+  if (FaxPeek(row.bits, kUncompressedIn1DLength) != kUncompressedIn1D) {
+    return false;
+  }
+  FaxTake(row.bits, kUncompressedIn1DLength);
+  return DecodeUncompressed(row);
+}
+
 } // namespace
 
 FaxRowState FaxDecodeRow1D(FaxBitReader* reader, int32_t width, FaxChanges* changes) {
   RowDecoding row{*reader, width, 0, changes->at, changes->at};
-  while (row.a0 < width) {
-    if (!IsBlack(row)) {
-      DecodePairs(row);
-    }
-    const int32_t run = ReadRun(row.bits, IsBlack(row), width);
-    if (run == kNoRun) {
-      if (FaxPeek(row.bits, kUncompressedIn1DLength) != kUncompressedIn1D) {
-        return FinishRow(row, kFaxRowDamaged, reader, changes);
-      }
-      FaxTake(row.bits, kUncompressedIn1DLength);
-      if (!DecodeUncompressed(row)) {
-        return FinishRow(row, kFaxRowDamaged, reader, changes);
-      }
-    } else if (!PutRun(row, run)) {
+  FaxRowState state = kFaxRowWhole;
+  while (row.a0 < width && TakeRuns(row) == kRunMissing) {
+    if (!TakeUncompressed(row)) {
+      state = kFaxRowDamaged;
       break;
     }
   }
-  return FinishRow(row, kFaxRowWhole, reader, changes);
+  return FinishRow(row, state, reader, changes);
 }
 
 namespace {

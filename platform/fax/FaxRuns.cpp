@@ -26,8 +26,11 @@ void FaxFillRow(uint8_t* row, int32_t width, const FaxChanges& changes) {
     word ^= ~uint64_t{0} >> (position & 63);
     std::memcpy(place, &word, sizeof word);
   }
+  // Behind the last change the row is white already, if that is its colour there.
+  const size_t first = static_cast<size_t>(changes.at[0]) / 64 * 8;
+  const size_t end = count % 2 == 0 ? static_cast<size_t>(changes.at[count - 1]) / 64 * 8 + 8 : bytes;
   uint64_t carry = 0;
-  for (size_t i = static_cast<size_t>(changes.at[0]) / 64 * 8; i < bytes; i += 8) {
+  for (size_t i = first; i < end; i += 8) {
     uint64_t word;
     std::memcpy(&word, row + i, sizeof word);
     word ^= carry;
