@@ -203,7 +203,7 @@ int32_t DecodeRowsTheDataHas(PageDecoding* page) {
 }
 
 int32_t DecodePage(PageDecoding* page, const FaxRowSink& sink) {
-  int32_t result = FaxOpenRowBatch(&page->batch, sink, page->width, page->height < 0 ? INT32_MAX : page->height);
+  int32_t result = FaxOpenRowBatch(&page->batch, sink, page->width);
   if (result == kFaxResultOk) {
     if (page->height < 0) {
       result = DecodeRowsTheDataHas(page);

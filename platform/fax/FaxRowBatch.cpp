@@ -9,9 +9,7 @@
 namespace {
 
 constexpr char kModule[] = "FaxRowBatch.cpp";
-constexpr size_t kBatchBytes = 64 * 1024; // stays in the second-level cache between decoder and sink
 constexpr size_t kFillSlack = 8;
-constexpr size_t kWidestPadding = 64; // a target with more behind its rows gets them one by one
 
 int32_t Deliver(FaxRowBatch* batch, uint32_t lastFlag) {
   const uint32_t firstFlag = batch->firstRow == 0 ? kRowsFirst : 0;
@@ -25,21 +23,9 @@ int32_t Deliver(FaxRowBatch* batch, uint32_t lastFlag) {
 
 } // namespace
 
-int32_t FaxOpenRowBatch(FaxRowBatch* batch, const FaxRowSink& sink, int32_t width, int32_t height) {
-  const size_t rowBytes = FaxRowBytes(width);
-  const int32_t pitch = sink.target->bytesPerLine;
-  const bool keepsPitch =
-      pitch > 0 && static_cast<size_t>(pitch) >= rowBytes && static_cast<size_t>(pitch) - rowBytes <= kWidestPadding;
-  const size_t stride = keepsPitch ? static_cast<size_t>(pitch) : rowBytes;
-  size_t room = keepsPitch ? kBatchBytes / stride : 1;
-  if (room > static_cast<size_t>(height)) {
-    room = static_cast<size_t>(height);
-  }
-  if (room < 1) {
-    room = 1;
-  }
-  *batch = FaxRowBatch{sink, nullptr, stride, static_cast<int32_t>(room), 0, 0};
-  batch->rows = static_cast<uint8_t*>(krnAllocZero(room * stride + kFillSlack, 1, __LINE__, kModule));
+int32_t FaxOpenRowBatch(FaxRowBatch* batch, const FaxRowSink& sink, int32_t width) {
+  *batch = FaxRowBatch{sink, nullptr, FaxRowBytes(width), 1, 0, 0};
+  batch->rows = static_cast<uint8_t*>(krnAllocZero(batch->stride + kFillSlack, 1, __LINE__, kModule));
   return batch->rows == nullptr ? kFaxResultNoMemory : kFaxResultOk;
 }
 

@@ -1,5 +1,5 @@
-// The way of decoded rows to the sink: several rows in a call where the target's rows stand at a distance that the
-// decoder can keep too, else one by one. The last rows are held back until it is known that they are the last.
+// The way of decoded rows to the sink: one by one, so that no sink has to know a distance between them. The last row is
+// held back until it is known that it is the last.
 #pragma once
 
 #include "vxfax/vxfax.h"
@@ -20,8 +20,8 @@ struct FaxRowBatch {
   int32_t firstRow; // the number of the first of them
 };
 
-// Memory for rows of `width` pixels, of which at most `height` are to come. 1 or kFaxResultNoMemory.
-int32_t FaxOpenRowBatch(FaxRowBatch* batch, const FaxRowSink& sink, int32_t width, int32_t height);
+// Memory for a row of `width` pixels. 1 or kFaxResultNoMemory.
+int32_t FaxOpenRowBatch(FaxRowBatch* batch, const FaxRowSink& sink, int32_t width);
 void FaxCloseRowBatch(FaxRowBatch* batch);
 
 // The place of the next row: FaxFillBytes(width) bytes, of which the ones behind the row may be overwritten by the row

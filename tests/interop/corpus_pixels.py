@@ -49,7 +49,9 @@ class Layout:
         self.planar = int(tag(page, 284, 1))
         extra = tag(page, 338)
         self.extra = 0 if extra is None else len(as_tuple(extra))
-        self.format = int(as_tuple(tag(page, 339, 1))[0])
+        formats = as_tuple(tag(page, 339, 1))
+        self.format = int(formats[0]) if len(formats) == 1 else 1  # several values are not looked at
+        self.predictor = int(tag(page, 317, 1))
         self.fill_order = int(tag(page, 266, 1))
         self.subsampling = as_tuple(tag(page, 530, (2, 2)))
         self.tiled = 322 in page.tags and 273 not in page.tags
@@ -131,7 +133,9 @@ def expected_rows(layout, data):
         if depth in (8, 16) and layout.samples >= 4:
             return cmyk_rows(rows, layout), "CMYK converted"
         return None, "CMYK at a depth without conversion"
-    if layout.extra and layout.photometric != 5:
+    if layout.photometric == 8 and depth == 8 and layout.samples in (3, 4):
+        return lab8_rows(rows, layout), "CIELab converted"
+    if layout.extra:
         colours = layout.samples - layout.extra
         keep = colours + (1 if colours == 3 and depth in (8, 16) else 0)
         if depth % 8 or keep * depth // 8 not in (1, 2, 3, 4, 6, 8):
@@ -145,22 +149,30 @@ def expected_rows(layout, data):
         kind = np.int8 if depth == 8 else np.dtype("<i2")
         signed = rows.view(kind)
         return np.maximum(signed, 0).astype(kind).view(np.uint8).reshape(layout.height, -1), "negative samples cleared"
-    if layout.photometric == 8 and depth == 8 and layout.samples == 3:
-        return lab8_rows(rows, layout), "CIELab converted"
     return rows, "as stored"
 
 
 EXPLAINED = [
     # (test on the layout, reason) for pages on which both sides decode and no expectation is worked out here.
     (lambda l: l.photometric == 6, "YCbCr is converted by tables; its arithmetic has tests of its own"),
-    (lambda l: l.bits[0] == 12, "12-bit samples are re-ordered to the toolkit's packing"),
+    (lambda l: l.predictor == 3, "the floating point predictor is not undone"),
+    (lambda l: l.compression in (2, 3, 4) and l.samples > 1, "fax compressions force one sample of 1 bit"),
+    (lambda l: l.total_bits - l.extra * l.bits[0] == 12, "pixels of 12 bits are re-ordered to the toolkit's packing"),
+    (
+        lambda l: l.predictor == 2 and l.total_bits == 16 and l.samples == 1 and l.photometric > 1,
+        "16-bit samples of a page that is not grey are undone as 5-5-5 words",
+    ),
     (lambda l: l.bits[0] == 32 and l.samples == 1, "32-bit samples pass through the range scan and tone table"),
     (lambda l: l.bits[0] in (24, 64), "samples of this depth are handed on in the file's own byte order"),
     (lambda l: l.photometric == 8 and l.bits[0] == 16, "16-bit CIELab is converted with the narrow read of b"),
 ]
 
 
-def explain_refusal(layout, code):
+def explain_refusal(layout, code, version):
+    if code == -9 and version == 43:
+        return "BigTIFF is another version word"
+    if code == -27 and layout.total_bits > 64:
+        return "pixels are wider than the toolkit's bitmaps"
     if code == -15 and layout.compression not in (1, 2, 3, 4, 5, 32773):
         return f"compression {layout.compression} has no decoder in this system"
     if code in (-319, -824, -309, -541, -355, -818, -822, -823):
@@ -191,7 +203,7 @@ def load_page(tool, path, number, out):
     return None, code, done.stderr
 
 
-def compare_page(tool, path, index, layout, folder):
+def compare_page(tool, path, index, layout, version, folder):
     """('same' | 'explained' | 'FAILED', text)"""
     rows, code, message = load_page(tool, path, index + 1, os.path.join(folder, "page.raw"))
     data, copied, complaint = reference_rows(path, index, folder)
@@ -200,7 +212,7 @@ def compare_page(tool, path, index, layout, folder):
     if rows is None:
         if data is None:
             return "explained", f"neither decodes it (result {code}; libtiff: {complaint})"
-        reason = explain_refusal(layout, code)
+        reason = explain_refusal(layout, code, version)
         return ("explained", reason) if reason else ("FAILED", f"refused with {code}: {message.strip()}")
     if data is None:
         return "explained", f"libtiff does not decode it: {complaint}"
@@ -241,6 +253,7 @@ def main():
                 try:
                     tif = tifffile.TiffFile(path)
                     layouts = [Layout(p.keyframe if not hasattr(p, "tags") else p, tif.byteorder == ">") for p in tif.pages]
+                    version = 43 if tif.is_bigtiff else 42
                     tif.close()
                 except Exception as error:  # a damaged file: the independent reader's refusals are many
                     rows, code, message = load_page(tool, path, 1, os.path.join(folder, "page.raw"))
@@ -249,7 +262,7 @@ def main():
                     print(f"{state:9} {label}: the independent reader refuses the file ({error}); our result {code}")
                     continue
                 for index, layout in enumerate(layouts):
-                    state, text = compare_page(tool, path, index, layout, folder)
+                    state, text = compare_page(tool, path, index, layout, version, folder)
                     counts[state] += 1
                     if state != "same":
                         print(f"{state:9} {label} page {index + 1}: {text}")
