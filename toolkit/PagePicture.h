@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "toolkit/Image.h"
-#include "toolkit/PageLoad.h"
+#include "toolkit/LoadPage.h"
 
 namespace toolkit {
 

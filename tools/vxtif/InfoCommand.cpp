@@ -7,8 +7,8 @@
 
 #include "Console.h"
 #include "RecordJson.h"
+#include "toolkit/DescribeFile.h"
 #include "toolkit/Failure.h"
-#include "toolkit/FileReport.h"
 #include "toolkit/FormatTables.h"
 #include "toolkit/ResultText.h"
 #include "toolkit/Utf16.h"

@@ -8,11 +8,11 @@
 
 #include "Console.h"
 #include "RecordJson.h"
+#include "toolkit/DescribeFile.h"
 #include "toolkit/Failure.h"
-#include "toolkit/FileReport.h"
 #include "toolkit/ImageFiles.h"
+#include "toolkit/LoadPage.h"
 #include "toolkit/OutputFile.h"
-#include "toolkit/PageLoad.h"
 #include "toolkit/PagePicture.h"
 #include "toolkit/ResultText.h"
 

@@ -1,13 +1,13 @@
 // From a file's report to its pixels.
 
-#include "toolkit/PageLoad.h"
+#include "toolkit/LoadPage.h"
 
 #include <algorithm>
 #include <cstring>
 #include <exception>
 
+#include "toolkit/DescribeFile.h"
 #include "toolkit/Failure.h"
-#include "toolkit/FileReport.h"
 #include "toolkit/KernelFile.h"
 #include "toolkit/Utf16.h"
 

@@ -1,6 +1,6 @@
 // Requests for fltInfo, and the walk over all pages.
 
-#include "toolkit/FileReport.h"
+#include "toolkit/DescribeFile.h"
 
 #include <unordered_set>
 
