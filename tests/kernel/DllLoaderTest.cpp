@@ -7,12 +7,23 @@
 #include <filesystem>
 #include <string>
 
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 namespace {
 
 namespace fs = std::filesystem;
 
-// An address inside the test program, beside which libvxbeside.so stands.
-const int here = 0;
+// The test program as a module, beside which the library vxbeside stands.
+const void* Here() {
+#if defined(_WIN32)
+  return GetModuleHandleW(nullptr);
+#else
+  static const int inside = 0;
+  return &inside;
+#endif
+}
 
 class DllLoader : public testing::Test {
 protected:
@@ -39,7 +50,7 @@ int CountIn(Vx_DllLoader& loader) {
 TEST_F(DllLoader, ALibraryBesideTheModuleIsFoundUnderItsHomeName) {
   Vx_DllLoader loader;
   EXPECT_EQ(loader.IsLoaded(), 0);
-  EXPECT_EQ(Load(loader, &here, "VXBESIDE.DLL"), 1);
+  EXPECT_EQ(Load(loader, Here(), "VXBESIDE.DLL"), 1);
   EXPECT_EQ(loader.IsLoaded(), 1);
   EXPECT_EQ(NameIn(loader), "vxbeside");
 }
@@ -48,13 +59,13 @@ TEST_F(DllLoader, AMissingLibraryIsAQuietFailureAndCanBeTriedAgain) {
   Vx_DllLoader loader;
   testing::internal::CaptureStderr();
   testing::internal::CaptureStdout();
-  EXPECT_EQ(Load(loader, &here, "VXFOLDER.DLL"), 0);
+  EXPECT_EQ(Load(loader, Here(), "VXFOLDER.DLL"), 0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(loader.IsLoaded(), 0);
   EXPECT_EQ(loader.AddFunction("LoadedName"), 0);
   EXPECT_EQ(AddFolder(LOADER_FOLDER), 1);
-  EXPECT_EQ(Load(loader, &here, "VXFOLDER.DLL"), 1);
+  EXPECT_EQ(Load(loader, Here(), "VXFOLDER.DLL"), 1);
   EXPECT_EQ(NameIn(loader), "vxfolder");
 }
 
@@ -79,7 +90,7 @@ TEST_F(DllLoader, TheWorkingFolderIsNeverLookedIn) {
   const fs::path before = fs::current_path();
   fs::current_path(LOADER_FOLDER);
   Vx_DllLoader loader;
-  EXPECT_EQ(Load(loader, &here, "VXFOLDER.DLL"), 0);
+  EXPECT_EQ(Load(loader, Here(), "VXFOLDER.DLL"), 0);
   EXPECT_EQ(Load(loader, nullptr, "VXNAMED.DLL"), 0);
   // A relative folder is the host's own wish, and stays what it was when it was added.
   EXPECT_EQ(AddFolder("."), 1);
@@ -99,7 +110,7 @@ TEST_F(DllLoader, NamesDontLeaveTheFolder) {
 
 TEST_F(DllLoader, FunctionsAreOkOnceFound) {
   Vx_DllLoader loader;
-  ASSERT_EQ(Load(loader, &here, "VXBESIDE.DLL"), 1);
+  ASSERT_EQ(Load(loader, Here(), "VXBESIDE.DLL"), 1);
   EXPECT_EQ(loader.IsFunctionOk("LoadedName"), 0); // not asked for yet
   EXPECT_EQ(loader.GetFunction("LoadedName"), nullptr);
   EXPECT_EQ(loader.AddFunction("fltInfo"), 0);
@@ -118,10 +129,10 @@ TEST_F(DllLoader, FunctionsAreOkOnceFound) {
 TEST_F(DllLoader, TheLibraryGoesWithTheLoader) {
   for (int round = 0; round < 2; ++round) {
     Vx_DllLoader loader;
-    ASSERT_EQ(Load(loader, &here, "VXBESIDE.DLL"), 1);
+    ASSERT_EQ(Load(loader, Here(), "VXBESIDE.DLL"), 1);
     EXPECT_EQ(CountIn(loader), 1);
     EXPECT_EQ(CountIn(loader), 2);
-    EXPECT_EQ(Load(loader, &here, "VXNONE.DLL"), 1); // stays what it is
+    EXPECT_EQ(Load(loader, Here(), "VXNONE.DLL"), 1); // stays what it is
     EXPECT_EQ(CountIn(loader), 3);
   }
 }
