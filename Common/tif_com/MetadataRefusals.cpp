@@ -4,7 +4,6 @@
 #include <vxtif/results.h>
 
 #include "tif_com/GeoKeys.h"
-#include "tif_com/TreeWriter.h"
 
 int32_t TIFReadGeoKeys(TifFile*, TifDirEntry*, uint32_t, TifDirectory** out) {
   *out = nullptr;
@@ -13,12 +12,4 @@ int32_t TIFReadGeoKeys(TifFile*, TifDirEntry*, uint32_t, TifDirectory** out) {
 
 int32_t TIFMergeGeoKeys(TifFile*, TifDirEntry*, uint32_t*, const TifGeoKeyItem*) {
   return kResultOk;
-}
-
-int32_t TIFWriteDirectoryTree(TifFile*, TifFile*, TifTagRecord*, int32_t, uint32_t, uint32_t*, uint32_t*, TifDirKind) {
-  return kResultFormatNotSaved;
-}
-
-int32_t TIFWriteSubDirectory(TifFile*, uint32_t*, TifDirectory*, TifDirKind) {
-  return kResultFormatNotSaved;
 }
