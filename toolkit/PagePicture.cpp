@@ -6,6 +6,7 @@
 #include <array>
 #include <cstring>
 
+#include "toolkit/DeepGray.h"
 #include "toolkit/Failure.h"
 
 #include <vxtif/results.h>
@@ -102,34 +103,6 @@ Image PictureOfIndices(const LoadedPage& page) {
 }
 
 // ---- Deep grey ----------------------------------------------------------------------------------------------------
-
-// Samples of a row as 32-bit numbers. Twelve bits come low nibble first, 16 and 32 in host order, others as a bit
-// stream with the high bits first.
-void ReadGrayRow(const uint8_t* from, uint32_t width, uint32_t bits, uint32_t* samples) {
-  if (bits == 16) {
-    for (uint32_t x = 0; x < width; ++x) {
-      samples[x] = LoadWord(from + 2 * size_t{x});
-    }
-  } else if (bits == 32) {
-    std::memcpy(samples, from, 4 * size_t{width});
-  } else if (bits == 12) {
-    for (uint32_t x = 0; x < width; ++x) {
-      const uint8_t* pair = from + x / 2 * size_t{3};
-      samples[x] = x % 2 == 0 ? pair[0] | (pair[1] & 0x0Fu) << 8 : pair[1] >> 4 | uint32_t{pair[2]} << 4;
-    }
-  } else {
-    uint64_t window = 0;
-    uint32_t have = 0;
-    for (uint32_t x = 0; x < width; ++x) {
-      while (have < bits) {
-        window = window << 8 | *from++;
-        have += 8;
-      }
-      have -= bits;
-      samples[x] = static_cast<uint32_t>(window >> have) & ((bits < 32 ? 1u << bits : 0u) - 1);
-    }
-  }
-}
 
 struct ToneRange {
   uint32_t low;
