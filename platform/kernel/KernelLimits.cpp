@@ -12,10 +12,11 @@ constexpr uint64_t kMiB = 1024 * kKiB;
 constexpr uint64_t kGiB = 1024 * kMiB;
 
 // Memory. What a file makes an operation allocate is in proportion to what it decodes to, and no decoder of the filter
-// expands by more than 1365 (LZW, 4096 bytes from a code of 12 bits): that, and a quarter of a gibibyte for tables and
-// for saves, is all that an honest file needs, and a small hostile one cannot ask for more. A save that needs more for
-// its tiles has a host that can say so. `most` leaves a 32-bit process room for its pixels. Pixels are the host's own
-// wish: it looks at a page's size before it makes a bitmap, so they are only kept below what such a system has at all.
+// expands by more than 2730 (LZW: up to 4096 bytes from a code of 12 bits). That, and a quarter of a gibibyte for
+// tables and for saves, is all that an honest file needs, and a small hostile one cannot ask for more. A save that
+// needs more for its tiles has a host that can say so. `most` leaves a 32-bit process room for its pixels. Pixels are
+// the host's own wish: it looks at a page's size before it makes a bitmap, so they are only kept below what such a
+// system has at all.
 //
 // Budgets. The densest honest file is a chain of directories of one entry (18 bytes): 57 of them in a KiB, each passed
 // with two reads and two seeks; and a table of SHORTs read one at a time, 512 reads in a KiB. 1024 operations a KiB
@@ -26,7 +27,7 @@ constexpr uint64_t kGiB = 1024 * kMiB;
 // factor per KiB allows for. Half a gibibyte is what the slowest decoder gets through within 10 seconds. Files that are
 // larger themselves may be read four times over.
 constexpr bool kWideAddresses = sizeof(void*) > 4;
-constexpr uint64_t kBytesPerKiBDecoded = 1365 * kKiB;
+constexpr uint64_t kBytesPerKiBDecoded = 2730 * kKiB;
 
 constexpr KrnLimits kDefaultLimits = {
     .liveBytes = {256 * kMiB, kBytesPerKiBDecoded, kWideAddresses ? 16 * kGiB : kGiB, 0},

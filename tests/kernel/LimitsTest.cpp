@@ -350,7 +350,7 @@ TEST_F(Limits, TinyWritesAreNotLimited) {
 TEST_F(Limits, ASmallFileCannotAskForMoreThanAQuarterOfAGibibyte) {
   Make(std::string(1024, 'x'));
   const VxFileHandle handle = Open(0);
-  EXPECT_EQ(krnAlloc(1, (258u << 20), 1, "LimitsTest"), nullptr);
+  EXPECT_EQ(krnAlloc(1, (260u << 20), 1, "LimitsTest"), nullptr);
   void* block = krnAllocZero(1, 255u << 20, 1, "LimitsTest");
   EXPECT_NE(block, nullptr);
   krnFree(block, 1, "LimitsTest");
