@@ -41,10 +41,10 @@ protected:
     return TIFSiblingLoadStream(&load_, handle_, &target_, OtherRows, &page_, 30, 12, 52, row);
   }
   void ExpectRequestRestored() const {
-    EXPECT_EQ(load_.bitmap, &own_);
-    EXPECT_EQ(load_.rowCallback, IgnoreRows);
-    EXPECT_EQ(load_.rowCallbackData, 41);
-    EXPECT_EQ(options_.pageNumber, 9);
+    EXPECT_EQ(+load_.bitmap, &own_);
+    EXPECT_EQ(+load_.rowCallback, IgnoreRows);
+    EXPECT_EQ(+load_.rowCallbackData, 41);
+    EXPECT_EQ(+options_.pageNumber, 9);
   }
 
   KernelGuard guard_;
@@ -74,7 +74,7 @@ TEST_F(SiblingCall, InfoSeesPageOneOfTheFirstStrip) {
     EXPECT_EQ(sibling->pageNumber, 1);
     EXPECT_EQ(sibling.Step(0).result, handle_);
     EXPECT_EQ(sibling.Step(1).result, 8);
-    EXPECT_EQ(options_.pageNumber, 9);
+    EXPECT_EQ(+options_.pageNumber, 9);
   }
 }
 
@@ -103,11 +103,11 @@ TEST_F(SiblingCall, LoadStreamReplacesFourFieldsForTheCall) {
     EXPECT_EQ(sibling->rowCallback, OtherRows);
     EXPECT_EQ(sibling->rowCallbackData, 52);
     EXPECT_EQ(sibling->pageNumber, 1);
-    EXPECT_EQ(target_.viewPerspective, 6u);
-    EXPECT_EQ(own_.viewPerspective, 2u);
+    EXPECT_EQ(+target_.viewPerspective, 6u);
+    EXPECT_EQ(+own_.viewPerspective, 2u);
     ExpectRequestRestored();
   }
-  EXPECT_EQ(options_.flags, 0x200000u);
+  EXPECT_EQ(+options_.flags, 0x200000u);
 }
 
 TEST_F(SiblingCall, FillOrderTwoSetsAFlagAndLeavesIt) {
@@ -115,10 +115,10 @@ TEST_F(SiblingCall, FillOrderTwoSetsAFlagAndLeavesIt) {
   page_.fillOrder = 2;
   EXPECT_EQ(LoadStream(kSiblingJbig), 1);
   EXPECT_EQ(sibling->optionFlags, 0x200001u);
-  EXPECT_EQ(options_.flags, 0x200001u);
+  EXPECT_EQ(+options_.flags, 0x200001u);
   page_.fillOrder = 1;
   EXPECT_EQ(LoadStream(kSiblingJbig), 1);
-  EXPECT_EQ(options_.flags, 0x200001u);
+  EXPECT_EQ(+options_.flags, 0x200001u);
 }
 
 TEST_F(SiblingCall, LoadFileGoesToTheVectorLibraryWithTheRequestAsItStands) {

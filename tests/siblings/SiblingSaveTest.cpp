@@ -113,9 +113,9 @@ protected:
     sibling_->callbackData = this;
   }
   void ExpectUntouched() const {
-    EXPECT_EQ(request_.bitmap, &bitmap_);
-    EXPECT_EQ(request_.fileFormat, 175);
-    EXPECT_EQ(request_.flags, 0x44u);
+    EXPECT_EQ(+request_.bitmap, &bitmap_);
+    EXPECT_EQ(+request_.fileFormat, 175);
+    EXPECT_EQ(+request_.flags, 0x44u);
     EXPECT_EQ(byteCount_, 0xDEADu);
     EXPECT_EQ(sibling_->calls, 0u);
   }
@@ -142,17 +142,17 @@ TEST_F(SiblingSave, FormatPicksTheRowAndIsRewrittenForGood) {
     EXPECT_EQ(sibling->calls, 1u);
     EXPECT_STREQ(sibling->entryPoint, "Save");
     EXPECT_EQ(sibling->fileFormat, format.given);
-    EXPECT_EQ(request_.fileFormat, format.given);
+    EXPECT_EQ(+request_.fileFormat, format.given);
     EXPECT_EQ(sibling->request, &request_);
     EXPECT_EQ(sibling->pageNumber, 1);
-    EXPECT_EQ(options_.pageNumber, 3);
+    EXPECT_EQ(+options_.pageNumber, 3);
   }
 }
 
 TEST_F(SiblingSave, OtherFormatsAreRefused) {
   for (int32_t format : {0, 3, 17, 32, 140, 164, 165, 176, 177, 178, 183, 185, -1}) {
     EXPECT_EQ(Save(format), -16) << format;
-    EXPECT_EQ(request_.fileFormat, format);
+    EXPECT_EQ(+request_.fileFormat, format);
     EXPECT_EQ(byteCount_, 0xDEADu);
   }
 }
@@ -184,8 +184,8 @@ TEST_F(SiblingSave, FailureOfTheSiblingRestoresAllTheSame) {
   for (int32_t result : {0, -5, -77, 12}) {
     sibling->result = result;
     EXPECT_EQ(Save(167), result);
-    EXPECT_EQ(options_.pageNumber, 3);
-    EXPECT_EQ(bitmap_.viewPerspective, 6u);
+    EXPECT_EQ(+options_.pageNumber, 3);
+    EXPECT_EQ(+bitmap_.viewPerspective, 6u);
     EXPECT_EQ(byteCount_, 10u);
     EXPECT_EQ(krnFileSeek(handle_, 20, 0), 20u) << "positions are the file's own again";
   }
@@ -197,7 +197,7 @@ TEST_F(SiblingSave, AViewOfFourIsNotWrittenBack) {
   for (uint32_t view = 1; view <= 8; ++view) {
     bitmap_.viewPerspective = view;
     EXPECT_EQ(Save(167), 1);
-    EXPECT_EQ(bitmap_.viewPerspective, view == 4 ? 8 : view);
+    EXPECT_EQ(+bitmap_.viewPerspective, view == 4 ? 8 : view);
   }
 }
 
@@ -221,24 +221,24 @@ TEST_F(StoredSize, SavesTheResizedRows) {
   request_.bitsPerPixel = 1;
   EXPECT_EQ(Save(175), 1);
   EXPECT_EQ(sibling_->fileFormat, 139);
-  EXPECT_EQ(request_.fileFormat, 139);
+  EXPECT_EQ(+request_.fileFormat, 139);
   EXPECT_NE(sibling_->bitmap, &bitmap_);
-  EXPECT_EQ(sibling_->bitmapCopy.width, 16);
-  EXPECT_EQ(sibling_->bitmapCopy.height, 2);
-  EXPECT_EQ(sibling_->bitmapCopy.bitsPerPixel, 1);
-  EXPECT_EQ(sibling_->bitmapCopy.viewPerspective, 5u);
+  EXPECT_EQ(+sibling_->bitmapCopy.width, 16);
+  EXPECT_EQ(+sibling_->bitmapCopy.height, 2);
+  EXPECT_EQ(+sibling_->bitmapCopy.bitsPerPixel, 1);
+  EXPECT_EQ(+sibling_->bitmapCopy.viewPerspective, 5u);
   // 10101010 doubled in width; of four rows two remain, both even ones or both odd ones by the rule of the kernel.
   ASSERT_EQ(seen.rows.size(), 4u);
   EXPECT_TRUE(seen.rows[0] == 0xCC || seen.rows[0] == 0x33) << int{seen.rows[0]};
   EXPECT_EQ(seen.rows, std::vector<uint8_t>(4, seen.rows[0]));
-  EXPECT_EQ(request_.bitmap, &bitmap_);
+  EXPECT_EQ(+request_.bitmap, &bitmap_);
   EXPECT_EQ(byteCount_, 16u);
   EXPECT_EQ(source.starts, 1);
   EXPECT_EQ(source.rows, 4);
   EXPECT_EQ(source.ends, 1);
   EXPECT_EQ(source.bitsAsked, 1);
   EXPECT_EQ(source.flagsSeen, std::vector<uint32_t>(6, 0x44)) << "what the service does to the flags is undone";
-  EXPECT_EQ(request_.flags, 0x44u);
+  EXPECT_EQ(+request_.flags, 0x44u);
 }
 
 TEST_F(StoredSize, ASizeOfZeroSavesTheEmptyDescriptor) {
@@ -247,10 +247,10 @@ TEST_F(StoredSize, ASizeOfZeroSavesTheEmptyDescriptor) {
     sibling_->calls = 0;
     EXPECT_EQ(Save(175), 1);
     EXPECT_EQ(sibling_->calls, 1u);
-    EXPECT_EQ(sibling_->bitmapCopy.width, 1);
-    EXPECT_EQ(sibling_->bitmapCopy.height, 1);
-    EXPECT_EQ(sibling_->bitmapCopy.bitsPerPixel, 1);
-    EXPECT_EQ(request_.bitmap, &bitmap_);
+    EXPECT_EQ(+sibling_->bitmapCopy.width, 1);
+    EXPECT_EQ(+sibling_->bitmapCopy.height, 1);
+    EXPECT_EQ(+sibling_->bitmapCopy.bitsPerPixel, 1);
+    EXPECT_EQ(+request_.bitmap, &bitmap_);
     EXPECT_EQ(source.starts, 0);
   }
 }
@@ -334,5 +334,5 @@ TEST_F(StoredSize, TheServicesEndIsNotLookedAt) {
 TEST_F(StoredSize, FailureOfTheSiblingFreesTheCopy) {
   sibling_->result = -44;
   EXPECT_EQ(Save(175), -44);
-  EXPECT_EQ(request_.bitmap, &bitmap_);
+  EXPECT_EQ(+request_.bitmap, &bitmap_);
 }

@@ -1,6 +1,7 @@
 // The stream that a sibling sees, by a sibling library that opens, seeks, reads and closes.
 
 #include <filesystem>
+#include <fstream>
 
 #include "Tif/Siblings.h"
 #include "siblings/SiblingHandle.h"
@@ -133,11 +134,10 @@ TEST_F(SiblingStream, OffsetsAboveTwoGibibytes) {
   constexpr uint32_t kFar = 0xC0000000u;
   const TempFile far(FileBytes{1, 2, 3});
   std::filesystem::resize_file(far.Path(), uintmax_t{kFar} + 1000);
-  std::FILE* stream = std::fopen(far.Path().c_str(), "r+b");
-  ASSERT_NE(stream, nullptr);
-  ASSERT_EQ(fseeko(stream, static_cast<off_t>(int64_t{kFar}), SEEK_SET), 0);
-  std::fputs("ABCDEFGH", stream);
-  std::fclose(stream);
+  std::fstream stream(far.Path(), std::ios::binary | std::ios::in | std::ios::out);
+  stream.seekp(std::streamoff{kFar});
+  stream << "ABCDEFGH" << std::flush;
+  ASSERT_TRUE(stream.good());
 
   Open(far);
   sibling_.Do({OpenStep(), ReadStep(1), SeekStep(4, 0), ReadStep(1), SeekStep(-2, 2), ReadStep(1)});
