@@ -31,10 +31,6 @@ int32_t fltStopSaveDataTIF(FilterSaveDataRequest*) {
   return kResultFormatNotSaved;
 }
 
-int32_t fltCompact(FilterCompactRequest* request) {
-  return request == nullptr ? kResultInvalidParameter : kResultFormatNotSaved;
-}
-
 int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
   return kResultInvalidParameter;
 }
