@@ -60,9 +60,9 @@ TEST(BitmapSetup, Order) {
       {{16}, 1, 0, 16, kOrderGray},
       {{16}, 0, 0, 16, kOrderGray},
       {{12}, 1, 0, 12, kOrderGray},
-      {{16}, 2, 0, 16, kOrderBlueFirst},          // no grey photometric value
-      {{8, 8}, 1, 0, 16, kOrderBlueFirst},        // two samples
-      {{8, 8, 8}, 2, 0, 24, kOrderRedFirst},      // as the rows come
+      {{16}, 2, 0, 16, kOrderBlueFirst},     // no grey photometric value
+      {{8, 8}, 1, 0, 16, kOrderBlueFirst},   // two samples
+      {{8, 8, 8}, 2, 0, 24, kOrderRedFirst}, // as the rows come
       {{8, 8, 8}, 2, kFormatJpeg2000, 24, kOrderBlueFirst},
       {{8, 8, 8}, 2, kFormatSegmented, 24, kOrderBlueFirst},
       {{16, 16, 16}, 2, 0, 48, kOrderRedFirst},
@@ -223,8 +223,8 @@ TEST(BitmapSetup, ToneTableOfARange) {
   EXPECT_TRUE(Gray(table[0], 0));
   EXPECT_TRUE(Gray(table[15], 0));
   EXPECT_TRUE(Gray(table[16], 0));
-  EXPECT_TRUE(Gray(table[17], 63));   // 65535 / 1024 = 63
-  EXPECT_TRUE(Gray(table[21], 63));   // 5 x 65535 / 1024 = 319 = 256 + 63
+  EXPECT_TRUE(Gray(table[17], 63));    // 65535 / 1024 = 63
+  EXPECT_TRUE(Gray(table[21], 63));    // 5 x 65535 / 1024 = 319 = 256 + 63
   EXPECT_TRUE(Gray(table[1039], 191)); // 1023 x 65535 / 1024 = 65471 = 255 x 256 + 191
   EXPECT_TRUE(Gray(table[1040], 255));
   EXPECT_TRUE(Gray(table[4095], 255));
@@ -236,10 +236,10 @@ TEST(BitmapSetup, ToneTableWhiteFirst) {
   EXPECT_EQ(probe.Load(), 1);
   const std::vector<VxColor> table = probe.LookupTable();
   ASSERT_EQ(table.size(), 65536u);
-  EXPECT_TRUE(Gray(table[0], 255));     // 65535 x 65535 / 65535
-  EXPECT_TRUE(Gray(table[1], 254));     // 65534, low byte
+  EXPECT_TRUE(Gray(table[0], 255)); // 65535 x 65535 / 65535
+  EXPECT_TRUE(Gray(table[1], 254)); // 65534, low byte
   EXPECT_TRUE(Gray(table[65534], 1));
-  EXPECT_TRUE(Gray(table[65535], 0));   // from the top of the range on
+  EXPECT_TRUE(Gray(table[65535], 0)); // from the top of the range on
 }
 
 TEST(BitmapSetup, ToneTableWhiteFirstBelowItsRange) {

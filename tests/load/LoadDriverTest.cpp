@@ -1,5 +1,5 @@
-// fltLoad: the order of its checks, the page that it finds, what it does for each compression, and what it leaves in the
-// request. Pixels are worked out by hand.
+// fltLoad: the order of its checks, the page that it finds, what it does for each compression, and what it leaves in
+// the request. Pixels are worked out by hand.
 
 #include <cstring>
 

@@ -275,8 +275,7 @@ TEST(LzwStrips, PredictorIsUndoneRowByRow) {
 
 TEST(LzwStrips, PredictorOf16BitsFollowsTheFilesOrder) {
   // 0x0101, 0x0203: the sum is big-endian in the file, and the row stage swaps it.
-  TiffDirectory page =
-      Page(2, 1, {16}, 1, kLzw).Strips({LzwLiterals({0x01, 0x01, 0x01, 0x02})}).Short(317, {2});
+  TiffDirectory page = Page(2, 1, {16}, 1, kLzw).Strips({LzwLiterals({0x01, 0x01, 0x01, 0x02})}).Short(317, {2});
   LoadProbe probe(FileOf(page, FileOrder::kBig), 2, 1, 16, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), Words({0x0101, 0x0203}));
