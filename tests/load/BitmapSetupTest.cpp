@@ -26,8 +26,8 @@ TEST(BitmapSetup, ResolutionsAreRounded) {
   TiffDirectory page = GrayAt(8).Rational(282, {{7249, 100}}).Rational(283, {{725, 10}});
   LoadProbe probe(FileOf(page), 4, 1, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.xResolution, 72);
-  EXPECT_EQ(probe.bitmap.yResolution, 73);
+  EXPECT_EQ(+probe.bitmap.xResolution, 72);
+  EXPECT_EQ(+probe.bitmap.yResolution, 73);
 }
 
 TEST(BitmapSetup, ResolutionsSaturate) {
@@ -42,7 +42,7 @@ TEST(BitmapSetup, OrientationIsHandedOnUnlessIgnored) {
     LoadProbe probe(FileOf(GrayAt(8).Short(274, {6})), 4, 1, 8, 4);
     probe.options.flags = flags;
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_EQ(probe.bitmap.viewPerspective, flags == 0 ? 6u : 1u);
+    EXPECT_EQ(+probe.bitmap.viewPerspective, flags == 0 ? 6u : 1u);
   }
 }
 
@@ -77,7 +77,7 @@ TEST(BitmapSetup, Order) {
     LoadProbe probe(FileOf(page), 4, 1, test.depth, rowBytes);
     probe.info.fileFormat = test.fileFormat;
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_EQ(probe.bitmap.order, test.order) << bits << " bits, photometric " << test.photometric;
+    EXPECT_EQ(+probe.bitmap.order, test.order) << bits << " bits, photometric " << test.photometric;
   }
 }
 
@@ -86,22 +86,22 @@ TEST(BitmapSetup, SignedSamplesOf16Bits) {
     LoadProbe probe(FileOf(GrayAt(16, 2).Short(339, {2})), 4, 1, 16, 8);
     probe.options.flags = flags;
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_NE(probe.bitmap.flags & kBitmapSigned, 0u);
-    EXPECT_EQ(probe.bitmap.lowBit, 0);
-    EXPECT_EQ(probe.bitmap.lowBit2, 0);
-    EXPECT_EQ(probe.bitmap.highBit, 15);
-    EXPECT_EQ(probe.bitmap.highBit2, 15);
-    EXPECT_EQ(probe.bitmap.maxValue, 32767);
-    EXPECT_EQ(probe.bitmap.minValue, flags == 0 ? 0 : -32768);
+    EXPECT_NE(+probe.bitmap.flags & kBitmapSigned, 0u);
+    EXPECT_EQ(+probe.bitmap.lowBit, 0);
+    EXPECT_EQ(+probe.bitmap.lowBit2, 0);
+    EXPECT_EQ(+probe.bitmap.highBit, 15);
+    EXPECT_EQ(+probe.bitmap.highBit2, 15);
+    EXPECT_EQ(+probe.bitmap.maxValue, 32767);
+    EXPECT_EQ(+probe.bitmap.minValue, flags == 0 ? 0 : -32768);
   }
 }
 
 TEST(BitmapSetup, SignedSamplesOfOtherDepthsSetTheirFlagAlone) {
   LoadProbe probe(FileOf(GrayAt(8).Short(339, {2})), 4, 1, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_NE(probe.bitmap.flags & kBitmapSigned, 0u);
-  EXPECT_EQ(probe.bitmap.highBit, -1);
-  EXPECT_EQ(probe.bitmap.maxValue, 0);
+  EXPECT_NE(+probe.bitmap.flags & kBitmapSigned, 0u);
+  EXPECT_EQ(+probe.bitmap.highBit, -1);
+  EXPECT_EQ(+probe.bitmap.maxValue, 0);
 }
 
 TEST(BitmapSetup, InitBitmapLeavesUnsignedPagesAlone) {
@@ -110,8 +110,8 @@ TEST(BitmapSetup, InitBitmapLeavesUnsignedPagesAlone) {
   bitmap.minValue = 77;
   page.bitsPerSample[0] = 16;
   EXPECT_EQ(TIFInitBitmap(&page, &bitmap, 1), 1);
-  EXPECT_EQ(bitmap.flags, 0u);
-  EXPECT_EQ(bitmap.minValue, 77);
+  EXPECT_EQ(+bitmap.flags, 0u);
+  EXPECT_EQ(+bitmap.minValue, 77);
   EXPECT_EQ(TIFInitBitmap(nullptr, &bitmap, 1), kResultInvalidParameter);
   EXPECT_EQ(TIFInitBitmap(&page, nullptr, 1), kResultInvalidParameter);
 }
@@ -126,7 +126,7 @@ TEST(BitmapSetup, GrayRampsOfShallowPages) {
   for (const auto& test : cases) {
     LoadProbe probe(FileOf(GrayAt(test.bits, test.photometric)), 4, 1, test.bits, 1);
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_EQ(probe.bitmap.colorsUsed, test.colors);
+    EXPECT_EQ(+probe.bitmap.colorsUsed, test.colors);
     EXPECT_TRUE(Gray(probe.PaletteEntry(0), test.photometric == 0 ? 255 : 0)) << test.bits;
     EXPECT_TRUE(Gray(probe.PaletteEntry(1), test.second)) << test.bits;
   }
@@ -136,7 +136,7 @@ TEST(BitmapSetup, ShallowColoursWithoutAMapLoadAsGrey) {
   for (uint16_t bits : {uint16_t{8}, uint16_t{4}}) {
     LoadProbe probe(FileOf(GrayAt(bits, 2)), 4, 1, bits, 2);
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_EQ(probe.bitmap.colorsUsed, 1u << bits);
+    EXPECT_EQ(+probe.bitmap.colorsUsed, 1u << bits);
     EXPECT_TRUE(Gray(probe.PaletteEntry((1u << bits) - 1), 255));
   }
 }
@@ -149,7 +149,7 @@ TEST(BitmapSetup, ColourMapBecomesThePalette) {
   for (FileOrder order : {FileOrder::kLittle, FileOrder::kBig}) {
     LoadProbe probe(FileOf(GrayAt(4, 3).Short(320, map), order), 4, 1, 4, 2);
     EXPECT_EQ(probe.Load(), 1);
-    EXPECT_EQ(probe.bitmap.colorsUsed, 16u);
+    EXPECT_EQ(+probe.bitmap.colorsUsed, 16u);
     EXPECT_TRUE(SameColor(probe.PaletteEntry(0), 0x12, 0x34, 0x56));
   }
 }
@@ -170,7 +170,7 @@ TEST(BitmapSetup, MapLongerThanTheDepthKeepsTheCallersCount) {
   LoadProbe probe(FileOf(Page(8, 1, {1}, 3).Strips({{0}}).Short(320, map)), 8, 1, 1, 1);
   probe.bitmap.colorsUsed = 2;
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.colorsUsed, 2u);
+  EXPECT_EQ(+probe.bitmap.colorsUsed, 2u);
   EXPECT_TRUE(Gray(probe.PaletteEntry(1), 0x10));
 }
 
@@ -195,7 +195,7 @@ TEST(BitmapSetup, FourBitCmykHasAPaletteOfItsOwn) {
   TiffDirectory page = Page(8, 1, {1, 1, 1, 1, 1}, 5).Strips({FileBytes(5, 0xA5)});
   LoadProbe probe(FileOf(page), 8, 1, 4, 5);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.colorsUsed, 16u);
+  EXPECT_EQ(+probe.bitmap.colorsUsed, 16u);
   EXPECT_TRUE(SameColor(probe.PaletteEntry(0), 255, 255, 255));
   EXPECT_TRUE(SameColor(probe.PaletteEntry(1), 0, 0, 0));
   EXPECT_TRUE(SameColor(probe.PaletteEntry(8), 0, 255, 255));
@@ -207,10 +207,10 @@ TEST(BitmapSetup, FourBitCmykHasAPaletteOfItsOwn) {
 TEST(BitmapSetup, DeepGreyOfFullRangeNeedsNoTable) {
   LoadProbe probe(FileOf(GrayAt(16)), 4, 1, 16, 8);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.lookupTable, 0u);
-  EXPECT_EQ(probe.bitmap.flags & kBitmapHasLookupTable, 0u);
-  EXPECT_EQ(probe.bitmap.lowBit, 0);
-  EXPECT_EQ(probe.bitmap.highBit, -1);
+  EXPECT_EQ(+probe.bitmap.lookupTable, 0u);
+  EXPECT_EQ(+probe.bitmap.flags & kBitmapHasLookupTable, 0u);
+  EXPECT_EQ(+probe.bitmap.lowBit, 0);
+  EXPECT_EQ(+probe.bitmap.highBit, -1);
 }
 
 TEST(BitmapSetup, ToneTableOfARange) {
@@ -219,7 +219,7 @@ TEST(BitmapSetup, ToneTableOfARange) {
   EXPECT_EQ(probe.Load(), 1);
   const std::vector<VxColor> table = probe.LookupTable();
   ASSERT_EQ(table.size(), 4096u);
-  EXPECT_NE(probe.bitmap.flags & kBitmapHasLookupTable, 0u);
+  EXPECT_NE(+probe.bitmap.flags & kBitmapHasLookupTable, 0u);
   EXPECT_TRUE(Gray(table[0], 0));
   EXPECT_TRUE(Gray(table[15], 0));
   EXPECT_TRUE(Gray(table[16], 0));
@@ -272,7 +272,7 @@ TEST(BitmapSetup, ToneTableReplacesAnEarlierOne) {
   EXPECT_EQ(probe.Load(), 1);
   const VxGlobalHandle first = probe.bitmap.lookupTable;
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_NE(probe.bitmap.lookupTable, 0u);
+  EXPECT_NE(+probe.bitmap.lookupTable, 0u);
   EXPECT_EQ(krnGlobalPointer(first), nullptr); // freed, not leaked
 }
 
@@ -284,7 +284,7 @@ TEST(BitmapSetup, ToneTableOnlyForGrey) {
   BitmapHandle bitmap = {};
   bitmap.bitsPerPixel = 16;
   EXPECT_EQ(TIFBuildToneLut(&bitmap, &page), 1);
-  EXPECT_EQ(bitmap.lookupTable, 0u);
+  EXPECT_EQ(+bitmap.lookupTable, 0u);
 }
 
 TEST(BitmapSetup, ToneTableOfADepthWithoutLevelsIsEmpty) {
@@ -294,7 +294,7 @@ TEST(BitmapSetup, ToneTableOfADepthWithoutLevelsIsEmpty) {
   bitmap.bitsPerPixel = 64;
   const KernelGuard guard;
   EXPECT_EQ(TIFBuildToneLut(&bitmap, &page), 1);
-  EXPECT_EQ(bitmap.lookupTableLength, 0u);
+  EXPECT_EQ(+bitmap.lookupTableLength, 0u);
   krnGlobalFree(bitmap.lookupTable, 0, "BitmapSetupTest.cpp");
 }
 
@@ -319,15 +319,15 @@ TEST(BitmapSetup, PrivateLevelsAndTableMoveToTheBitmap) {
   TiffDirectory page = GrayAt(16).Pointer(50234, 7, static_cast<uint32_t>(block.size()), block);
   LoadProbe probe(FileOf(page), 4, 1, 16, 8);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.lowBit, 2);
-  EXPECT_EQ(probe.bitmap.highBit, 13);
+  EXPECT_EQ(+probe.bitmap.lowBit, 2);
+  EXPECT_EQ(+probe.bitmap.highBit, 13);
   const std::vector<VxColor> table = probe.LookupTable(); // still alive: the bitmap's now
   ASSERT_EQ(table.size(), 2u);
-  EXPECT_EQ(probe.bitmap.lookupTableLength, 2u);
+  EXPECT_EQ(+probe.bitmap.lookupTableLength, 2u);
   EXPECT_EQ(table[1].blue, 4);
   EXPECT_EQ(table[1].green, 5);
   EXPECT_EQ(table[1].red, 6);
-  EXPECT_NE(probe.bitmap.flags & kBitmapHasLookupTable, 0u);
+  EXPECT_NE(+probe.bitmap.flags & kBitmapHasLookupTable, 0u);
 }
 
 TEST(BitmapSetup, PrivateTableOfAnotherDepthIsFreedWithThePage) {
@@ -335,7 +335,7 @@ TEST(BitmapSetup, PrivateTableOfAnotherDepthIsFreedWithThePage) {
   TiffDirectory page = GrayAt(8).Pointer(50234, 7, static_cast<uint32_t>(block.size()), block);
   LoadProbe probe(FileOf(page), 4, 1, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.lookupTable, 0u);
+  EXPECT_EQ(+probe.bitmap.lookupTable, 0u);
 }
 
 TEST(TileRowBytes, ByLayout) {

@@ -44,7 +44,7 @@ TEST(LoadDriver, GrayPageInBothByteOrders) {
     EXPECT_EQ(probe.rows.calls[1].firstRow, 1);
     EXPECT_EQ(probe.rows.calls[1].rowCount, 1);
     EXPECT_EQ(probe.rows.calls[1].bitmap, &probe.bitmap);
-    EXPECT_EQ(probe.request.truncationStatus, 1);
+    EXPECT_EQ(+probe.request.truncationStatus, 1);
   }
 }
 
@@ -222,7 +222,7 @@ TEST(LoadDriver, FindsThePageWanted) {
     probe.options.pageNumber = test.page;
     EXPECT_EQ(probe.Load(), 1);
     EXPECT_EQ(probe.Pixels(), FileBytes(2, test.value)) << test.page;
-    EXPECT_EQ(probe.options.pageNumber, test.page);
+    EXPECT_EQ(+probe.options.pageNumber, test.page);
   }
 }
 
@@ -274,7 +274,7 @@ TEST(LoadDriver, TruncationStatusIsReplacedOnlyWhenItHoldsOne) {
     probe.request.truncationStatus = status;
     EXPECT_EQ(probe.Load(), 1);
     EXPECT_EQ(probe.Pixels(), FileBytes({0, 1, 2, 3, 4, 5, 0, 0}));
-    EXPECT_EQ(probe.request.truncationStatus, status == 1 ? kResultReadFailed : status);
+    EXPECT_EQ(+probe.request.truncationStatus, status == 1 ? kResultReadFailed : status);
   }
 }
 

@@ -61,10 +61,10 @@ TEST(Planes, MadeAndFreed) {
   const KernelGuard guard;
   BitmapHandle** planes = nullptr;
   ASSERT_EQ(TIFCreatePlanes({5, 3, 16}, 2, true, &planes), 1);
-  EXPECT_EQ(planes[1]->width, 5);
-  EXPECT_EQ(planes[1]->bitsPerPixel, 16);
-  EXPECT_EQ(planes[1]->order, uint32_t{kOrderBlueFirst});
-  EXPECT_EQ(planes[1]->flags & kBitmapSigned, uint32_t{kBitmapSigned});
+  EXPECT_EQ(+planes[1]->width, 5);
+  EXPECT_EQ(+planes[1]->bitsPerPixel, 16);
+  EXPECT_EQ(+planes[1]->order, uint32_t{kOrderBlueFirst});
+  EXPECT_EQ(+planes[1]->flags & kBitmapSigned, uint32_t{kBitmapSigned});
   TIFFreePlanes(planes, 2);
   TIFFreePlanes(nullptr, 7);
 }
@@ -238,7 +238,7 @@ TEST(PlanarLoad, SignedFlagFollowsThePlanes) {
   TiffDirectory page = Page(1, 1, {8, 8, 8}, 2).Strips({{0x7F}, {0x80}, {0x01}}).Short(284, {2}).Short(339, {2});
   LoadProbe probe(FileOf(page), 1, 1, 24, 3);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_NE(probe.bitmap.flags & kBitmapSigned, 0u);
+  EXPECT_NE(+probe.bitmap.flags & kBitmapSigned, 0u);
   EXPECT_EQ(probe.Pixels(), FileBytes({0x7F, 0, 0x01})); // cleared in the merged row
 }
 

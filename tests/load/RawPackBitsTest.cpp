@@ -25,14 +25,14 @@ TEST(RawPackBits, RowsFromTheStartOfTheFile) {
   ASSERT_EQ(probe.rows.calls.size(), 2u);
   EXPECT_EQ(probe.rows.calls[0].flags, 3u + 4u);
   EXPECT_EQ(probe.rows.calls[1].flags, 3u + 8u);
-  EXPECT_EQ(probe.request.truncationStatus, 1);
+  EXPECT_EQ(+probe.request.truncationStatus, 1);
 }
 
 TEST(RawPackBits, DefaultPaletteGoesToRequestAndBitmap) {
   RawProbe probe({253, 0}, 4, 1, 8, 4);
   probe.bitmap.colorsUsed = 256;
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.request.rawPalette[1].blue, 51); // the colour cube, blue fastest
+  EXPECT_EQ(+probe.request.rawPalette[1].blue, 51); // the colour cube, blue fastest
   EXPECT_EQ(probe.PaletteEntry(1).blue, 51);
 }
 
@@ -43,7 +43,7 @@ TEST(RawPackBits, CallersPaletteIsKept) {
   probe.bitmap.colorsUsed = 2;
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.PaletteEntry(1).red, 3);
-  EXPECT_EQ(probe.bitmap.colorsUsed, 2u);
+  EXPECT_EQ(+probe.bitmap.colorsUsed, 2u);
 }
 
 TEST(RawPackBits, ColoursInUseAreCutTo256) {
@@ -58,8 +58,8 @@ TEST(RawPackBits, DeepPagesGetNoPalette) {
   probe.request.rawPhotometric = 2;
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), Counting(6, 1));
-  EXPECT_EQ(probe.request.rawPalette[1].blue, 0);
-  EXPECT_EQ(probe.bitmap.colorsUsed, 5u);
+  EXPECT_EQ(+probe.request.rawPalette[1].blue, 0);
+  EXPECT_EQ(+probe.bitmap.colorsUsed, 5u);
 }
 
 TEST(RawPackBits, TwelveBitsAreReordered) {

@@ -84,7 +84,7 @@ TEST(StoredStrips, ShortCountLeavesTheBandAsItWas) {
   LoadProbe probe(FileOf(page), 3, 4, 8, 3);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({10, 11, 12, 13, 14, 15, 90, 91, 12, 13, 14, 15}));
-  EXPECT_EQ(probe.request.truncationStatus, 1);
+  EXPECT_EQ(+probe.request.truncationStatus, 1);
 }
 
 TEST(StoredStrips, CutOffInTheMiddleGivesZerosAndAWarning) {
@@ -92,7 +92,7 @@ TEST(StoredStrips, CutOffInTheMiddleGivesZerosAndAWarning) {
   LoadProbe probe(Claiming(page, 1, {90, 91}, 6), 3, 4, 8, 3);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({10, 11, 12, 13, 14, 15, 90, 91, 0, 0, 0, 0}));
-  EXPECT_EQ(probe.request.truncationStatus, kResultReadFailed);
+  EXPECT_EQ(+probe.request.truncationStatus, kResultReadFailed);
 }
 
 TEST(StoredStrips, CutOffAtAStripFails) {
@@ -293,7 +293,7 @@ TEST(LzwStrips, EarlyEndRepeatsTheLastByte) {
   LoadProbe probe(FileOf(page), 4, 2, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({1, 2, 3, 3, 3, 3, 3, 3}));
-  EXPECT_EQ(probe.request.truncationStatus, 1);
+  EXPECT_EQ(+probe.request.truncationStatus, 1);
 }
 
 TEST(LzwStrips, CorruptStreamFails) {
@@ -346,7 +346,7 @@ TEST(PackBitsStrips, RunningOutWithDataWarns) {
   LoadProbe probe(FileOf(page), 4, 2, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({1, 2, 3, 4, 0, 0, 0, 0}));
-  EXPECT_EQ(probe.request.truncationStatus, kResultCodecShort);
+  EXPECT_EQ(+probe.request.truncationStatus, kResultCodecShort);
 }
 
 TEST(PackBitsStrips, LiteralCutOffByTheStripIsNotBegun) {
@@ -354,7 +354,7 @@ TEST(PackBitsStrips, LiteralCutOffByTheStripIsNotBegun) {
   LoadProbe probe(FileOf(page), 4, 1, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({9, 0, 0, 0}));
-  EXPECT_EQ(probe.request.truncationStatus, kResultCodecShort);
+  EXPECT_EQ(+probe.request.truncationStatus, kResultCodecShort);
 }
 
 TEST(PackBitsStrips, RunningOutWithTheFileWarnsOfTheRead) {
@@ -362,7 +362,7 @@ TEST(PackBitsStrips, RunningOutWithTheFileWarnsOfTheRead) {
   LoadProbe probe(Claiming(page, 0, {3, 1, 2, 3, 4}, 9), 4, 2, 8, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), FileBytes({1, 2, 3, 4, 0, 0, 0, 0}));
-  EXPECT_EQ(probe.request.truncationStatus, kResultReadFailed);
+  EXPECT_EQ(+probe.request.truncationStatus, kResultReadFailed);
 }
 
 TEST(PackBitsStrips, NothingThereFails) {
@@ -457,7 +457,7 @@ TEST(PackBitsBuffer, HalvesDownTo1024AndGivesUp) {
     const LimitsGuard scope(limits);
     EXPECT_EQ(TIFAllocPackBitsBuffer(&page, 10000), 1);
   }
-  EXPECT_EQ(page.codecBufferSize, 2500u);
+  EXPECT_EQ(+page.codecBufferSize, 2500u);
   TIFFree(page.codecBuffer);
   page = {};
   const AllocFaults faults(1, FaultSpan::kFromThenOn);

@@ -64,31 +64,31 @@ TEST(StripClamp, LeavesASingleStripAlone) {
 TEST(StripSum, GivesTheLargest) {
   TablePage t(1, 3, 1, {8, 20, 30}, {5, 7, 6});
   EXPECT_EQ(TIFSumStripByteCounts(&t.page), 7u);
-  EXPECT_EQ(t.page.stripByteTotal, 18u);
+  EXPECT_EQ(+t.page.stripByteTotal, 18u);
 }
 
 TEST(StripNormalize, RowsPerStripOfNothingOrTooMuchIsTheImage) {
   for (uint32_t rows : {0u, 0xFFFFFFFFu, 0x80000000u, 11u}) {
     TablePage t(4, 10, static_cast<int32_t>(rows), {8}, {40});
     TIFNormalizeStrips(&t.page);
-    EXPECT_EQ(t.page.rowsPerStrip, 10) << rows;
+    EXPECT_EQ(+t.page.rowsPerStrip, 10) << rows;
   }
   TablePage kept(4, 10, 10, {8}, {40});
   TIFNormalizeStrips(&kept.page);
-  EXPECT_EQ(kept.page.rowsPerStrip, 10);
+  EXPECT_EQ(+kept.page.rowsPerStrip, 10);
 }
 
 TEST(StripNormalize, TileWidthOfNothingIsTheImage) {
   TablePage t(4, 10, 10, {8}, {40});
   t.page.tileWidth = 0;
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.tileWidth, 4);
+  EXPECT_EQ(+t.page.tileWidth, 4);
 }
 
 TEST(StripSplit, FirstStripOf8192BytesIsLeftAlone) {
   TablePage t(1, 8192, 8192, {8}, {8192});
   const StripSplit split = TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.stripCount, 1u);
+  EXPECT_EQ(+t.page.stripCount, 1u);
   EXPECT_EQ(split.slotsPerStrip, 1u);
 }
 
@@ -97,7 +97,7 @@ TEST(StripSplit, FirstStripOf8193BytesIsSplit) {
   const StripSplit split = TIFNormalizeStrips(&t.page);
   EXPECT_EQ(t.Offsets(), std::vector<uint32_t>({8, 8200}));
   EXPECT_EQ(t.Counts(), std::vector<uint32_t>({8192, 1}));
-  EXPECT_EQ(t.page.rowsPerStrip, 8192);
+  EXPECT_EQ(+t.page.rowsPerStrip, 8192);
   EXPECT_EQ(split.rowsPerStrip, 8193);
   EXPECT_EQ(split.slotsPerStrip, 2u);
 }
@@ -105,20 +105,20 @@ TEST(StripSplit, FirstStripOf8193BytesIsSplit) {
 TEST(StripSplit, TheFirstStripAloneDecides) {
   TablePage small(100, 200, 100, {8, 20008}, {8192, 10000});
   TIFNormalizeStrips(&small.page);
-  EXPECT_EQ(small.page.stripCount, 2u);
+  EXPECT_EQ(+small.page.stripCount, 2u);
 }
 
 TEST(StripSplit, OnlyUncompressedPages) {
   TablePage t(1, 10000, 10000, {8}, {10000});
   t.page.compression = 5;
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.stripCount, 1u);
+  EXPECT_EQ(+t.page.stripCount, 1u);
 }
 
 TEST(StripSplit, RowsAbove8192BytesStandAlone) {
   TablePage t(9000, 3, 3, {8}, {27000});
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 1);
+  EXPECT_EQ(+t.page.rowsPerStrip, 1);
   EXPECT_EQ(t.Offsets(), std::vector<uint32_t>({8, 9008, 18008}));
   EXPECT_EQ(t.Counts(), std::vector<uint32_t>({9000, 9000, 9000}));
 }
@@ -126,14 +126,14 @@ TEST(StripSplit, RowsAbove8192BytesStandAlone) {
 TEST(StripSplit, SingleStripTakesTheWholeLimit) {
   TablePage t(1170, 10, 10, {8}, {11700}); // 7 rows fit into 8192 bytes
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 7);
+  EXPECT_EQ(+t.page.rowsPerStrip, 7);
   EXPECT_EQ(t.Counts(), std::vector<uint32_t>({8190, 3510}));
 }
 
 TEST(StripSplit, SeveralStripsTakeADivisor) {
   TablePage t(1170, 25, 10, {8, 11708, 23408}, {11700, 11700, 5850});
   const StripSplit split = TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 5); // the largest divisor of 10 up to 7
+  EXPECT_EQ(+t.page.rowsPerStrip, 5); // the largest divisor of 10 up to 7
   EXPECT_EQ(split.slotsPerStrip, 2u);
   EXPECT_EQ(t.Offsets(), std::vector<uint32_t>({8, 5858, 11708, 17558, 23408, 0}));
   EXPECT_EQ(t.Counts(), std::vector<uint32_t>({5850, 5850, 5850, 5850, 5850, 0})); // the last strip needs one
@@ -142,8 +142,8 @@ TEST(StripSplit, SeveralStripsTakeADivisor) {
 TEST(StripSplit, PrimeNumbersOfRowsEndInSingleRows) {
   TablePage t(2000, 22, 11, {8, 22008}, {22000, 22000});
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 1);
-  EXPECT_EQ(t.page.stripCount, 22u);
+  EXPECT_EQ(+t.page.rowsPerStrip, 1);
+  EXPECT_EQ(+t.page.stripCount, 22u);
 }
 
 TEST(StripSplit, StripsOfCountZeroLeaveTheirSlotsEmpty) {
@@ -165,8 +165,8 @@ TEST(StripSplit, OneStripASampleOfAPlanarPageCountsAsSingle) {
   t.page.planarConfiguration = 2;
   t.page.samplesPerPixel = 3;
   const StripSplit split = TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 7);
-  EXPECT_EQ(t.page.stripCount, 6u);
+  EXPECT_EQ(+t.page.rowsPerStrip, 7);
+  EXPECT_EQ(+t.page.stripCount, 6u);
   EXPECT_EQ(TIFSlotsOfPlane(&t.page, split, 1170, 10), 2u);
 }
 
@@ -176,7 +176,7 @@ TEST(StripSplit, PlanesAdvanceByAllSlotsOfAShortLastStrip) {
   t.page.planarConfiguration = 2;
   t.page.samplesPerPixel = 2;
   const StripSplit split = TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 4);
+  EXPECT_EQ(+t.page.rowsPerStrip, 4);
   EXPECT_EQ(t.Counts(), std::vector<uint32_t>({8192, 8192, 4096, 0, 8192, 8192, 4096, 0}));
   EXPECT_EQ(TIFSlotsOfPlane(&t.page, split, 2048, 10), 4u);
 }
@@ -188,8 +188,8 @@ TEST(StripSplit, SubSampledPagesSplitInRowsOfUnits) {
   t.page.totalBits = 24;
   t.page.yCbCrSubSampleHoriz = t.page.yCbCrSubSampleVert = 2;
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.rowsPerStrip, 2);
-  EXPECT_EQ(t.page.stripCount, 8u);
+  EXPECT_EQ(+t.page.rowsPerStrip, 2);
+  EXPECT_EQ(+t.page.stripCount, 8u);
   EXPECT_EQ(t.Counts()[7], 4800u);
 }
 
@@ -197,14 +197,14 @@ TEST(StripSplit, TilesSideBySideAreNotSplit) {
   TablePage t(200, 200, 100, {8, 10008, 20008, 30008}, {10000, 10000, 10000, 10000});
   t.page.tileWidth = 100;
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.stripCount, 4u);
+  EXPECT_EQ(+t.page.stripCount, 4u);
 }
 
 TEST(StripSplit, RowsWithoutBytesAreNotSplit) {
   TablePage t(100, 100, 100, {8}, {10000});
   t.page.totalBits = 0;
   TIFNormalizeStrips(&t.page);
-  EXPECT_EQ(t.page.stripCount, 1u);
+  EXPECT_EQ(+t.page.stripCount, 1u);
 }
 
 TEST(StripSplit, WithoutMemoryThePageStaysAsItWas) {
@@ -216,14 +216,14 @@ TEST(StripSplit, WithoutMemoryThePageStaysAsItWas) {
       EXPECT_EQ(split.slotsPerStrip, 1u);
     }
     EXPECT_EQ(t.Counts(), std::vector<uint32_t>({16384, 16384})) << nth;
-    EXPECT_EQ(t.page.rowsPerStrip, 4);
+    EXPECT_EQ(+t.page.rowsPerStrip, 4);
   }
 }
 
 TEST(StripSplit, TablesOutOfProportionAreLeftOut) {
   TablePage t(1, 0x7FFFFFFF, 0, {8, 9}, {0xFFFFFFFF, 0xFFFFFFFF});
   TIFNormalizeStrips(&t.page); // no overflow, whatever comes of it
-  EXPECT_GT(t.page.rowsPerStrip, 0);
+  EXPECT_GT(+t.page.rowsPerStrip, 0);
 }
 
 TEST(StripSlot, PastTheTableIsEmpty) {

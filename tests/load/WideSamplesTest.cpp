@@ -25,20 +25,20 @@ TEST(WideSamples, IntegersPassAsTheyAre) {
     LoadProbe probe(FileOf(IntegerPage({7, 3, 0x80000001}, 1, order), order), 3, 1, 32, 12);
     EXPECT_EQ(probe.Load(), 1);
     EXPECT_EQ(probe.Pixels(), Longs({7, 3, 0x80000001}));
-    EXPECT_EQ(probe.bitmap.minValue, 3);
+    EXPECT_EQ(+probe.bitmap.minValue, 3);
     EXPECT_EQ(static_cast<uint32_t>(probe.bitmap.maxValue), 0x80000001u);
-    EXPECT_EQ(probe.bitmap.order, uint32_t{kOrderGray});
+    EXPECT_EQ(+probe.bitmap.order, uint32_t{kOrderGray});
     EXPECT_EQ(probe.rows.calls[0].flags, 3u + 4u + 8u);
     EXPECT_EQ(probe.rows.calls[0].bitmap, &probe.bitmap);
-    EXPECT_EQ(probe.bitmap.lookupTable, 0u); // the bitmap is 32 bits deep
+    EXPECT_EQ(+probe.bitmap.lookupTable, 0u); // the bitmap is 32 bits deep
   }
 }
 
 TEST(WideSamples, ShallowerBitmapsGetAToneTable) {
   LoadProbe probe(FileOf(IntegerPage({16, 1040})), 2, 1, 12, 8);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.minValue, 16);
-  EXPECT_EQ(probe.bitmap.maxValue, 1040);
+  EXPECT_EQ(+probe.bitmap.minValue, 16);
+  EXPECT_EQ(+probe.bitmap.maxValue, 1040);
   const std::vector<VxColor> table = probe.LookupTable();
   ASSERT_EQ(table.size(), 4096u);
   EXPECT_EQ(table[15].red, 0);
@@ -51,9 +51,9 @@ TEST(WideSamples, NegativeIntegersDoNotFit) {
   probe.options.flags = kReadKeepSigned;
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), Longs({5, 0xFFFFFFFF}));
-  EXPECT_EQ(probe.bitmap.minValue, 0);
+  EXPECT_EQ(+probe.bitmap.minValue, 0);
   EXPECT_EQ(static_cast<uint32_t>(probe.bitmap.maxValue), 0xFFFFFFFFu);
-  EXPECT_EQ(probe.bitmap.lookupTable, 0u);
+  EXPECT_EQ(+probe.bitmap.lookupTable, 0u);
 }
 
 TEST(WideSamples, SignedIntegersAreClearedByteByByte) {
@@ -65,14 +65,14 @@ TEST(WideSamples, SignedIntegersAreClearedByteByByte) {
 TEST(WideSamples, RangeOfTheFileIsWidenedOnly) {
   LoadProbe probe(FileOf(IntegerPage({50, 60}).Long(280, {10}).Long(281, {55})), 2, 1, 32, 8);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.minValue, 10);
-  EXPECT_EQ(probe.bitmap.maxValue, 60);
+  EXPECT_EQ(+probe.bitmap.minValue, 10);
+  EXPECT_EQ(+probe.bitmap.maxValue, 60);
 }
 
 TEST(WideSamples, RangeTagsAreSigned) {
   LoadProbe probe(FileOf(IntegerPage({50, 60}).Long(280, {0xFFFFFFFE}).Long(281, {0xFFFFFFFF})), 2, 1, 32, 8);
   EXPECT_EQ(probe.Load(), 1);
-  EXPECT_EQ(probe.bitmap.minValue, 0); // -2 does not fit
+  EXPECT_EQ(+probe.bitmap.minValue, 0); // -2 does not fit
   EXPECT_EQ(static_cast<uint32_t>(probe.bitmap.maxValue), 0xFFFFFFFFu);
 }
 
@@ -81,8 +81,8 @@ TEST(WideSamples, FittingFloatsAreTruncated) {
     LoadProbe probe(FileOf(FloatPage({1.9F, 0.5F, 300.99F}, order), order), 3, 1, 16, 12);
     EXPECT_EQ(probe.Load(), 1);
     EXPECT_EQ(probe.Pixels(), Longs({1, 0, 300}));
-    EXPECT_EQ(probe.bitmap.minValue, 0);
-    EXPECT_EQ(probe.bitmap.maxValue, 300);
+    EXPECT_EQ(+probe.bitmap.minValue, 0);
+    EXPECT_EQ(+probe.bitmap.maxValue, 300);
     EXPECT_EQ(probe.LookupTable().size(), 65536u); // 0 to 300 of 16 bits
   }
 }
@@ -97,7 +97,7 @@ TEST(WideSamples, OtherFloatsSpreadOverTheWholeRange) {
   LoadProbe probe(FileOf(FloatPage({-1.0F, 0.0F, 1.0F})), 3, 1, 32, 12);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), Longs({0, 0x80000000, 0xFFFFFFFF}));
-  EXPECT_EQ(probe.bitmap.minValue, 0);
+  EXPECT_EQ(+probe.bitmap.minValue, 0);
   EXPECT_EQ(static_cast<uint32_t>(probe.bitmap.maxValue), 0xFFFFFFFFu);
 }
 
@@ -158,7 +158,7 @@ TEST(WideSamples, TruncatedPageKeepsItsWarning) {
   LoadProbe probe(bytes, 1, 2, 32, 4);
   EXPECT_EQ(probe.Load(), 1);
   EXPECT_EQ(probe.Pixels(), Longs({77, 0}));
-  EXPECT_EQ(probe.request.truncationStatus, kResultReadFailed);
+  EXPECT_EQ(+probe.request.truncationStatus, kResultReadFailed);
 }
 
 } // namespace
