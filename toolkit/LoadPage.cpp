@@ -75,17 +75,18 @@ int32_t TakeRows(FileInfoRecord*, BitmapHandle* bitmap, uint8_t* rows, uint32_t 
 }
 
 // Width, height and depth in 64 bits against the limit, before anything is allocated.
-void CheckProportion(const std::string& file, const FileInfoRecord& report, uint64_t maxBytes) {
+void CheckProportion(const std::string& file, const FileInfoRecord& report, const LoadOptions& options) {
   if (report.width <= 0 || report.height <= 0) {
     throw Failure(file, "load", kResultNotTiff, "the page has no size");
   }
-  if (report.bitsPerPixel < 1 || report.bitsPerPixel > kDeepestBitmap) {
+  // Rows that are passed on need no bitmap that holds them.
+  if (report.bitsPerPixel < 1 || (report.bitsPerPixel > kDeepestBitmap && !options.rows)) {
     throw Failure(file, "load", kResultDepthNotSupported, std::to_string(report.bitsPerPixel) + " bits");
   }
   const uint64_t rowBits = static_cast<uint64_t>(report.width) * static_cast<uint64_t>(report.bitsPerPixel);
   const uint64_t rowBytes = (rowBits + 31) / 32 * 4;
   const auto height = static_cast<uint64_t>(report.height);
-  if (rowBytes > INT32_MAX || rowBytes > maxBytes / height) {
+  if (rowBytes > INT32_MAX || rowBytes > options.maxBytes / height) {
     throw Failure(file, "load", kResultNoMemory,
                   "the decoded page would take " + std::to_string(rowBytes) + " bytes a row, " +
                       std::to_string(height) + " rows; raise --max-bytes for it");
@@ -208,7 +209,7 @@ LoadedPage LoadPage(const std::string& file, const LoadOptions& options) {
   fileOptions.flags = (options.ignoreOrientation ? uint32_t{kReadIgnoreOrientation} : 0u) |
                       (options.forceRgb ? uint32_t{kReadForceRgb} : 0u);
   LoadedPage page = options.raw ? PrepareRaw(file, *options.raw) : Prepare(file, options, fileOptions);
-  CheckProportion(file, page.report, options.maxBytes);
+  CheckProportion(file, page.report, options);
   RaiseKernelLimit(options.maxBytes);
 
   const FileInfoRecord& report = page.report;

@@ -3,7 +3,8 @@
 #include "toolkit/SampleLayout.h"
 
 #include <algorithm>
-#include <vector>
+
+#include "toolkit/DirectoryEntries.h"
 
 #include <vxtif/metadata.h>
 #include <vxtif/rawpage.h>
@@ -39,35 +40,6 @@ enum Tag : uint16_t {
 enum Photometric : uint32_t { kBlackIsZero = 1, kRgb = 2, kCmyk = 5, kYCbCr = 6 };
 enum Compression : uint32_t { kRunLength = 2, kGroup4 = 4, kLzw = 5, kPackBits = 32773, kStoredSize = 34713 };
 
-uint32_t Load16(const uint8_t* bytes, bool bigEndian) {
-  return bigEndian ? uint32_t{bytes[0]} << 8 | bytes[1] : uint32_t{bytes[1]} << 8 | bytes[0];
-}
-
-uint32_t Load32(const uint8_t* bytes, bool bigEndian) {
-  return bigEndian ? Load16(bytes, true) << 16 | Load16(bytes + 2, true)
-                   : Load16(bytes + 2, false) << 16 | Load16(bytes, false);
-}
-
-bool ReadAt(VxFileHandle file, uint32_t offset, void* buffer, uint32_t bytes) {
-  if (offset <= INT32_MAX) {
-    if (krnFileSeek(file, static_cast<int32_t>(offset), kKrnSeekSet) != offset) {
-      return false;
-    }
-  } else if (krnFileSeek(file, INT32_MAX, kKrnSeekSet) != uint32_t{INT32_MAX} ||
-             krnFileSeek(file, static_cast<int32_t>(offset - INT32_MAX), kKrnSeekCurrent) != offset) {
-    return false;
-  }
-  return krnFileRead(file, buffer, bytes) == bytes;
-}
-
-struct Entry {
-  uint32_t tag;
-  uint32_t type;
-  uint32_t count;
-  uint8_t raw[4]; // value bytes as they stand in the file
-  uint32_t value; // the value word as the filter uses it
-};
-
 // The parse of one directory.
 struct Reader {
   VxFileHandle file;
@@ -94,13 +66,13 @@ struct Reader {
     }
   }
 
-  bool TakeBits(const Entry& entry);
-  bool Take(const Entry& entry);
+  bool TakeBits(const DirectoryEntry& entry);
+  bool Take(const DirectoryEntry& entry);
   void Finish();
   bool BlockHasToneTable() const;
 };
 
-bool Reader::TakeBits(const Entry& entry) {
+bool Reader::TakeBits(const DirectoryEntry& entry) {
   if (entry.count <= 1) {
     layout.samplesPerPixel = entry.count;
     layout.totalBits = entry.value;
@@ -119,12 +91,14 @@ bool Reader::TakeBits(const Entry& entry) {
   uint8_t values[4 * kMaxSamples] = {};
   if (inlineShorts || inlineBytes) {
     std::copy(entry.raw, entry.raw + 4, values);
-  } else if (!ReadAt(file, entry.value, values, size * entry.count)) {
+  } else if (!ReadFileAt(file, entry.value, values, size * entry.count)) {
     return false;
   }
   for (uint32_t i = 0; i < entry.count; ++i) {
     const uint8_t* bytes = values + i * size;
-    const uint32_t bits = size == 1 ? bytes[0] : size == 2 ? Load16(bytes, bigEndian) : Load32(bytes, bigEndian);
+    const uint32_t bits = size == 1   ? bytes[0]
+                          : size == 2 ? LoadFileWord(bytes, bigEndian)
+                                      : LoadFileLong(bytes, bigEndian);
     AppendSample(bits == 0 ? 8 : bits);
   }
   // Three out-of-line samples of 5 bits stand in 16-bit words.
@@ -135,7 +109,7 @@ bool Reader::TakeBits(const Entry& entry) {
   return true;
 }
 
-bool Reader::Take(const Entry& entry) {
+bool Reader::Take(const DirectoryEntry& entry) {
   const bool oneNumber = entry.count == 1 && (entry.type == kTypeShort || entry.type == kTypeLong ||
                                               entry.type == kTypeSShort || entry.type == kTypeSLong);
   switch (entry.tag) {
@@ -258,34 +232,19 @@ bool Reader::BlockHasToneTable() const {
   constexpr uint32_t kToneTable = 2;
   constexpr uint32_t kMostSubEntries = 16;
   uint8_t count[2];
-  if (toneOffset == 0 || !ReadAt(file, toneOffset, count, sizeof count)) {
+  if (toneOffset == 0 || !ReadFileAt(file, toneOffset, count, sizeof count)) {
     return false;
   }
-  for (uint32_t i = 0; i < std::min(Load16(count, false), kMostSubEntries); ++i) {
+  for (uint32_t i = 0; i < std::min<uint32_t>(LoadFileWord(count, false), kMostSubEntries); ++i) {
     uint8_t entry[12];
     if (krnFileRead(file, entry, sizeof entry) != sizeof entry) {
       return false;
     }
-    if (Load16(entry, false) == kToneTable) {
-      return Load16(entry + 2, false) == kTypeByte;
+    if (LoadFileWord(entry, false) == kToneTable) {
+      return LoadFileWord(entry + 2, false) == kTypeByte;
     }
   }
   return false;
-}
-
-// The value word in the form that it has in a little-endian file.
-uint32_t NormalValue(const Entry& entry, bool bigEndian) {
-  const bool shortType = entry.type == kTypeShort || entry.type == kTypeSShort;
-  const bool byteType =
-      entry.type == kTypeByte || entry.type == kTypeAscii || entry.type == kTypeSByte || entry.type == kTypeUndefined;
-  if (shortType && entry.count < 3) {
-    const uint32_t first = Load16(entry.raw, bigEndian);
-    if (entry.count != 1) {
-      return first | Load16(entry.raw + 2, bigEndian) << 16;
-    }
-    return entry.type == kTypeShort ? first : static_cast<uint32_t>(static_cast<int16_t>(first));
-  }
-  return Load32(entry.raw, bigEndian && !(byteType && entry.count < 5));
 }
 
 size_t BytesOfBits(uint64_t bits) {
@@ -313,38 +272,18 @@ size_t MergedRowBytes(const SampleLayout& layout, uint64_t width, uint32_t bitma
 } // namespace
 
 std::optional<SampleLayout> ReadSampleLayout(VxFileHandle file, uint32_t directoryOffset, bool forceRgb) {
-  krnFileRenewBudget(file);
-  uint8_t header[4];
-  uint8_t countBytes[2];
-  if (!ReadAt(file, 0, header, sizeof header)) {
+  const std::optional<DirectoryEntries> directory = ReadDirectoryEntries(file, directoryOffset);
+  if (!directory) {
     return std::nullopt;
   }
   Reader reader = {.file = file};
-  reader.bigEndian = header[0] == kByteOrderBig;
+  reader.bigEndian = directory->bigEndian;
   reader.forceRgb = forceRgb;
-  reader.layout.version = Load16(header + 2, reader.bigEndian);
+  reader.layout.version = directory->version;
   if (reader.layout.version == kTifVersionVariant) {
     reader.layout.compression = kGroup4;
   }
-  if (!ReadAt(file, directoryOffset, countBytes, sizeof countBytes)) {
-    return std::nullopt;
-  }
-  constexpr size_t kEntrySize = 12;
-  std::vector<uint8_t> bytes(kEntrySize * Load16(countBytes, reader.bigEndian));
-  if (krnFileRead(file, bytes.data(), static_cast<uint32_t>(bytes.size())) != bytes.size()) {
-    return std::nullopt;
-  }
-  for (size_t at = 0; at < bytes.size(); at += kEntrySize) {
-    const uint8_t* from = bytes.data() + at;
-    Entry entry = {Load16(from, reader.bigEndian),
-                   Load16(from + 2, reader.bigEndian),
-                   Load32(from + 4, reader.bigEndian),
-                   {from[8], from[9], from[10], from[11]},
-                   0};
-    entry.value = NormalValue(entry, reader.bigEndian);
-    if (entry.count == 1 && entry.type == kTypeShort) {
-      entry.value &= 0xFFFF;
-    }
+  for (const DirectoryEntry& entry : directory->entries) {
     if (!reader.Take(entry)) {
       return std::nullopt;
     }

@@ -2,7 +2,6 @@
 #ifndef VXTIF_VXTIF_H
 #define VXTIF_VXTIF_H
 
-#include "comments.h"
 #include "formats.h"
 #include "info.h"
 #include "load.h"

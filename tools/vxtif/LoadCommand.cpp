@@ -106,7 +106,8 @@ toolkit::LoadedPage WritePicture(const LoadArguments& arguments, const toolkit::
   return page;
 }
 
-void LoadOne(const LoadArguments& arguments, toolkit::LoadOptions options, const std::string& out) {
+void LoadOne(const LoadArguments& arguments, toolkit::LoadOptions options, const std::string& out,
+             size_t pageNumber = 0) {
   Progress progress(arguments.file);
   options.progress = [&](int32_t done, int32_t total) {
     progress.Show(static_cast<uint64_t>(done), static_cast<uint64_t>(total));
@@ -121,6 +122,9 @@ void LoadOne(const LoadArguments& arguments, toolkit::LoadOptions options, const
   if (arguments.json) {
     Json object = {{"file", arguments.file}, {"output", out}};
     object.update(JsonOfReport(page.report));
+    if (pageNumber != 0) {
+      object["pageNumber"] = pageNumber;
+    }
     object["truncationStatus"] = page.warning;
     PrintJson(object);
   }
@@ -150,7 +154,7 @@ void Run(const LoadArguments& arguments) {
       toolkit::Check(page.result, arguments.file + " page " + std::to_string(number), "info");
       options.page = 1;
       options.directoryOffset = page.report.directoryOffset;
-      LoadOne(arguments, options, NumberedName(arguments.out, number));
+      LoadOne(arguments, options, NumberedName(arguments.out, number), number);
     } catch (const toolkit::Failure& failure) {
       ReportFailure(failure.what());
     }

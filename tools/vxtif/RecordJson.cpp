@@ -3,8 +3,12 @@
 #include "RecordJson.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "toolkit/DirectoryEntries.h"
 #include "toolkit/Utf16.h"
+
+#include <vxtif/metadata.h>
 
 Json JsonOfReport(const FileInfoRecord& report) {
   const char16_t* name = report.compressionName;
@@ -25,5 +29,65 @@ Json JsonOfReport(const FileInfoRecord& report) {
   object["flags"] = uint32_t{report.flags};
   object["directoryOffset"] = uint32_t{report.directoryOffset};
   object["colorSpace"] = uint32_t{report.colorSpace};
+  return object;
+}
+
+namespace {
+
+template <class Number> Number NumberAt(const uint8_t* bytes) {
+  Number number = 0;
+  std::memcpy(&number, bytes, sizeof number);
+  return number;
+}
+
+Json JsonOfElement(uint16_t type, const uint8_t* bytes) {
+  switch (type) {
+  case kTypeSByte:
+    return NumberAt<int8_t>(bytes);
+  case kTypeShort:
+    return NumberAt<uint16_t>(bytes);
+  case kTypeSShort:
+    return NumberAt<int16_t>(bytes);
+  case kTypeLong:
+    return NumberAt<uint32_t>(bytes);
+  case kTypeSLong:
+    return NumberAt<int32_t>(bytes);
+  case kTypeFloat:
+    return NumberAt<float>(bytes);
+  case kTypeDouble:
+    return NumberAt<double>(bytes);
+  case kTypeRational:
+  case kTypeSRational:
+    return toolkit::FormatValue(type, 1, {bytes, 8}, 0);
+  default:
+    return *bytes;
+  }
+}
+
+} // namespace
+
+Json JsonOfValue(const toolkit::TypedValue& value) {
+  if (value.type == kTypeAscii) {
+    return PrintableText(toolkit::FormatValue(value.type, value.count, value.bytes, 0));
+  }
+  const size_t size = toolkit::ElementSize(value.type);
+  const size_t there = size == 0 ? 0 : std::min<size_t>(value.count, value.bytes.size() / size);
+  Json list = Json::array();
+  for (size_t i = 0; i < there; ++i) {
+    list.push_back(JsonOfElement(value.type, value.bytes.data() + i * size));
+  }
+  return there == 1 ? list[0] : list;
+}
+
+Json JsonOfTag(uint16_t tag, std::string_view name, const toolkit::TypedValue& value) {
+  Json object = {{"tag", tag}};
+  if (!name.empty()) {
+    object["name"] = name;
+  }
+  object["type"] = value.type;
+  object["count"] = value.count;
+  if (value.count == 0 || !value.bytes.empty()) {
+    object["value"] = JsonOfValue(value);
+  }
   return object;
 }

@@ -22,6 +22,15 @@ int RunCommandLine(int argc, char** argv) {
   });
   AddInfoCommand(app);
   AddLoadCommand(app);
+  AddSaveCommand(app);
+  AddPlanesCommand(app);
+  AddStampCommand(app);
+  AddDeleteCommand(app);
+  AddCompactCommand(app);
+  AddTagCommand(app);
+  AddCommentCommand(app);
+  AddGeoCommand(app);
+  AddDumpCommand(app);
   AddFormatsCommand(app);
   try {
     app.parse(argc, argv);

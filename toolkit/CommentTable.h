@@ -1,0 +1,24 @@
+// The numbered comments in words: number, name, home, and the type of the value.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace toolkit {
+
+enum class CommentHome { kPage, kExif, kGps, kIptc };
+
+struct CommentRow {
+  uint32_t number;
+  std::string_view name;
+  CommentHome home;
+  uint16_t type; // field type of the value; IPTC values are texts
+};
+
+std::span<const CommentRow> AllComments();
+
+const CommentRow* FindComment(uint32_t number);       // null for a number that is not in use
+const CommentRow* FindComment(std::string_view text); // a number, or a name whatever its case
+
+} // namespace toolkit

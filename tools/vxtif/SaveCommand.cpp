@@ -1,0 +1,137 @@
+// vxtif save: a page from a PNG, PNM or PAM file.
+
+#include "Commands.h"
+
+#include <memory>
+
+#include "Console.h"
+#include "WriteArguments.h"
+#include "toolkit/BitmapFromImage.h"
+#include "toolkit/Failure.h"
+#include "toolkit/FormatTables.h"
+#include "toolkit/ImageFiles.h"
+#include "toolkit/SavePage.h"
+
+#include <vxtif/formats.h>
+
+namespace {
+
+struct SaveArguments {
+  std::string in;
+  std::string out;
+  std::string format = "lzw";
+  int32_t bits = 0;
+  bool gray = false;
+  int32_t resolution = 0;
+  int32_t orientation = 0;
+  std::string stamp;
+  std::string storedSize;
+  std::vector<std::string> tags;
+  std::vector<std::string> comments;
+  std::vector<std::string> geoKeys;
+  PlacementArguments placement;
+  StorageArguments storage;
+};
+
+std::string CheckFormat(std::string& text) {
+  return toolkit::FindFormat(text) != nullptr
+             ? ""
+             : "'" + text + "' is no format (vxtif formats lists their names and numbers)";
+}
+
+toolkit::Bitmap ReadBitmap(const std::string& file, const SaveArguments& arguments) {
+  toolkit::Bitmap bitmap = toolkit::BitmapFromImage(toolkit::ReadImageFile(file), file);
+  if (arguments.resolution != 0) {
+    bitmap->xResolution = arguments.resolution;
+    bitmap->yResolution = arguments.resolution;
+  } else if (bitmap->xResolution == 0 || bitmap->yResolution == 0) {
+    // A page always carries a resolution; this is what screens are taken to have.
+    constexpr int32_t kDefaultResolution = 96;
+    bitmap->xResolution = kDefaultResolution;
+    bitmap->yResolution = kDefaultResolution;
+  }
+  if (arguments.orientation != 0) {
+    bitmap->viewPerspective = static_cast<uint32_t>(arguments.orientation);
+  }
+  return bitmap;
+}
+
+// The depth that the user asks for, that the format needs, or that the picture has. The GeoTIFF format takes grey of
+// 16 bits as one sample; so does 12-bit data, which has no colours.
+int32_t DepthOf(const SaveArguments& arguments, const toolkit::FormatRow& format, const toolkit::Bitmap& bitmap) {
+  if (arguments.bits != 0) {
+    return arguments.bits;
+  }
+  return format.defaultBits != 0 ? format.defaultBits : toolkit::NaturalDepth(*bitmap.Handle());
+}
+
+void Run(const SaveArguments& arguments) {
+  const toolkit::FormatRow& format = *toolkit::FindFormat(arguments.format);
+  toolkit::SaveJob job;
+  job.page = PageOptionsOf(arguments.placement);
+  PutStorage(arguments.storage, job.page);
+  // A grey picture is stored without a colour map; other palettes are not touched by this.
+  job.page.flags |= kSaveDropGrayPalette;
+  job.tags = ParseTagSettings(arguments.tags);
+  job.comments = ParseCommentSettings(arguments.comments);
+  job.geoKeys = ParseGeoSettings(arguments.geoKeys);
+  job.format = format.number;
+  if (!arguments.storedSize.empty()) {
+    TifSizePair size = {sizeof(TifSizePair), 0, 0};
+    uint32_t width = 0;
+    uint32_t height = 0;
+    ParseSize(arguments.storedSize, width, height);
+    size.first = width;
+    size.second = height;
+    job.storedSize = size;
+  }
+  toolkit::Bitmap bitmap = ReadBitmap(arguments.in, arguments);
+  job.bitsPerPixel = DepthOf(arguments, format, bitmap);
+  job.gray = arguments.gray || job.bitsPerPixel == 12;
+  toolkit::Bitmap stamp;
+  if (!arguments.stamp.empty()) {
+    stamp = ReadBitmap(arguments.stamp, arguments);
+    job.stamp = &stamp;
+  }
+  toolkit::SavePage(arguments.out, bitmap, job);
+}
+
+} // namespace
+
+void AddSaveCommand(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("save", "Save a PNG, PNM or PAM file as a page");
+  const auto arguments = std::make_shared<SaveArguments>();
+  command->add_option("IN", arguments->in, "PNG, PNM or PAM file")->required();
+  command->add_option("OUT", arguments->out, "TIFF file")->required();
+  command->add_option("--format", arguments->format, "name or number, see vxtif formats (lzw)")
+      ->check(CLI::Validator(CheckFormat, "NAME|N"));
+  command->add_option("--bits", arguments->bits, "bits of a pixel: 1 to 8, 12, 16, 24, 32, 48, 64 (the picture's own)")
+      ->check(CLI::Range(1, 64));
+  command->add_flag("--gray", arguments->gray, "save as grey");
+  AddStorageOptions(command, arguments->storage);
+  command->add_option("--resolution", arguments->resolution, "dots per inch (the picture's own, or 96)")
+      ->check(CLI::PositiveNumber);
+  command->add_option("--orientation", arguments->orientation, "orientation that the rows of IN stand for, 1 to 8")
+      ->check(CLI::Range(1, 8));
+  command->add_option("--stamp", arguments->stamp, "second, small picture for the formats exif and exif-ycbcr")
+      ->type_name("IN2");
+  command->add_option("--stored-size", arguments->storedSize, "size in the file, for the format stored-size")
+      ->check(CLI::Validator(
+          [](std::string& text) {
+            uint32_t width = 0;
+            uint32_t height = 0;
+            return ParseSize(text, width, height) ? std::string() : "'" + text + "' is no size (WIDTHxHEIGHT)";
+          },
+          "WxH"));
+  command->add_option("--tag", arguments->tags, "a further tag, by number or name, as Software=ASCII:text")
+      ->type_name("T=TYPE:V")
+      ->allow_extra_args(false);
+  command->add_option("--comment", arguments->comments, "a comment, by number or name, as Artist=text")
+      ->type_name("C=V")
+      ->allow_extra_args(false);
+  command->add_option("--geo", arguments->geoKeys, "a GeoTIFF key for the format geotiff, by number or name")
+      ->type_name("K=TYPE:V")
+      ->allow_extra_args(false);
+  AddPlacementOptions(command, arguments->placement);
+  command->callback([arguments] { Run(*arguments); });
+}
