@@ -30,7 +30,3 @@ int32_t fltSaveDataTIF(FilterSaveDataRequest*) {
 int32_t fltStopSaveDataTIF(FilterSaveDataRequest*) {
   return kResultFormatNotSaved;
 }
-
-int32_t fltEnumGeoKeysTIF(FilterEnumGeoKeysRequest*) {
-  return kResultInvalidParameter;
-}
