@@ -102,5 +102,8 @@ int32_t TIFTakePosition(DirectoryBuild* build) {
     return kResultSeekFailed;
   }
   build->position = position;
+  if (position % 2 != 0) {
+    TIFPutBytes(build, "", 1); // a JPEG stream at the end of a maker note is not padded
+  }
   return kResultOk;
 }

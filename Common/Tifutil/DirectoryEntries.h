@@ -50,7 +50,7 @@ void TIFPutBytes(DirectoryBuild* build, const void* bytes, uint32_t count);
 void TIFPutShorts(DirectoryBuild* build, const uint16_t* values, uint32_t count);
 void TIFPutLongs(DirectoryBuild* build, const uint32_t* values, uint32_t count);
 
-// Takes the file's own position for the next value, behind a writer that has moved it. 1 or -4.
+// Takes the file's own position for the next value, behind a writer that has moved it, and makes it even. 1 or -4.
 int32_t TIFTakePosition(DirectoryBuild* build);
 
 // Writes the block of tag 50234 and appends its entry. 1 or -4.

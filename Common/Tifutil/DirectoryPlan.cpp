@@ -16,14 +16,13 @@ namespace {
 
 // 254, 256, 257, 258, 259, 262, 273, 274, 277, 278, 279, 282, 283, 284, 296, 297.
 constexpr uint32_t kBaseEntries = 16;
-// 266, 292, 293.
+// 266, 292, 293; a variant file has the first alone.
 constexpr uint32_t kFaxEntries = 3;
+constexpr uint32_t kVariantFaxEntries = 1;
 // 530, 531, 532.
 constexpr uint32_t kYCbCrEntries = 3;
 // 34665, 34853.
 constexpr uint32_t kExifEntries = 2;
-// A variant file leaves out 259, 274, 284, 292, 293 and brings 33465 to 33467.
-constexpr uint32_t kVariantFewer = 2;
 // The count on disk has 16 bits.
 constexpr uint32_t kMostEntries = 0xFFFF;
 
@@ -68,11 +67,12 @@ uint32_t CountTags(const TifTagItem* list) {
   return count;
 }
 
-uint32_t CountByCompression(const DirectoryWriteJob* job) {
+// A variant file leaves out 259, 274 and 284, and brings 33465 to 33467: as many of its own.
+uint32_t CountByCompression(const TifFile* file, const DirectoryWriteJob* job) {
   switch (job->compression) {
   case kCompressionGroup3:
   case kCompressionGroup4:
-    return kFaxEntries;
+    return TIFHasState(file, kStateVariantFile) ? kVariantFaxEntries : kFaxEntries;
   case kCompressionNone:
     return job->bitsPerPixel == 1 && (job->options->flags & kSaveFillOrder2) != 0;
   case kCompressionLzw:
@@ -125,10 +125,9 @@ int32_t TIFPlanDirectory(TifFile* file, const DirectoryWriteJob* job, DirectoryP
   plan->colorMap = NeedsColorMap(job);
   plan->toneBlock = NeedsToneBlock(job->descriptor);
   uint64_t count =
-      kBaseEntries + CountTexts(job->comments) + plan->colorMap + CountByCompression(job) + HasExtraSample(job);
+      kBaseEntries + CountTexts(job->comments) + plan->colorMap + CountByCompression(file, job) + HasExtraSample(job);
   if (TIFHasState(file, kStateVariantFile)) {
     SettleVariantOptions(file, job->options);
-    count -= kVariantFewer;
   }
   count -= (job->options->flags & kSaveNoSubfileType) != 0;
   count -= (job->options->flags & kSaveKeepPageNumbers) != 0;

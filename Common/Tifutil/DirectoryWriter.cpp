@@ -22,6 +22,8 @@
 
 namespace {
 
+constexpr uint32_t kNumbersAtOnce = 256; // numbers that are worked out before they go to the file
+
 bool HasState(const DirectoryBuild* build, uint32_t bits) {
   return TIFHasState(build->file, bits);
 }
@@ -194,9 +196,13 @@ int32_t AddTileOrder(DirectoryBuild* build) {
     return kResultSeekFailed;
   }
   TIFAddEntry(build, kTagPrivateStripOrder, kTypeShort, count, build->position);
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint16_t index = static_cast<uint16_t>(i);
-    TIFPutShorts(build, &index, 1);
+  uint16_t indices[kNumbersAtOnce];
+  for (uint32_t done = 0; done < count; done += kNumbersAtOnce) {
+    const uint32_t now = std::min(count - done, kNumbersAtOnce);
+    for (uint32_t i = 0; i < now; ++i) {
+      indices[i] = static_cast<uint16_t>(done + i);
+    }
+    TIFPutShorts(build, indices, now);
   }
   return kResultOk;
 }
@@ -413,11 +419,10 @@ int32_t WriteStripTables(DirectoryBuild* build, uint32_t dataPosition) {
   if (count < 2) {
     return kResultOk;
   }
-  constexpr uint32_t kOffsetsAtOnce = 256;
-  uint32_t offsets[kOffsetsAtOnce];
+  uint32_t offsets[kNumbersAtOnce];
   uint32_t offset = dataPosition + 8 * count;
-  for (uint32_t done = 0; done < count; done += kOffsetsAtOnce) {
-    const uint32_t now = std::min(count - done, kOffsetsAtOnce);
+  for (uint32_t done = 0; done < count; done += kNumbersAtOnce) {
+    const uint32_t now = std::min(count - done, kNumbersAtOnce);
     for (uint32_t i = 0; i < now; ++i) {
       offsets[i] = offset;
       offset += build->job->byteCounts[done + i];
@@ -454,7 +459,7 @@ int32_t WriteReserved(DirectoryBuild* build) {
   const uint32_t dataPosition = build->position;
   const uint32_t count = build->job->stripCount;
   build->entries[offsetsSlot].value = dataPosition;
-  build->entries[countsSlot].value = count < 2 ? build->job->byteCounts[0] : dataPosition + 4 * count;
+  build->entries[countsSlot].value = count == 1 ? build->job->byteCounts[0] : dataPosition + 4 * count;
   result = WriteEntryArray(build);
   return result == kResultOk ? WriteStripTables(build, dataPosition) : result;
 }

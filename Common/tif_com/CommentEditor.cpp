@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr uint32_t kMostEntries = 0xFFFF; // the count on disk has 16 bits
-
 // A list of entries that grows within its room.
 struct EntryList {
   TifFile* file;
@@ -25,7 +23,7 @@ struct EntryList {
 // Normalises the length of a slot to its row; false for one that is passed over.
 bool NormalizeSlot(TifComment* slot, const CommentRow& row) {
   auto* data = static_cast<uint8_t*>(slot->data);
-  if (row.bytes == kAnySize) {
+  if (row.bytes == kCommentAnySize) {
     return true;
   }
   const auto bytes = static_cast<uint32_t>(row.bytes);
@@ -61,7 +59,7 @@ int32_t AddExifComments(EntryList* list, TifCommentBlock* comments, bool needsUn
   int32_t result = TIFForEachComment(comments, kWrittenExifComments, kExifCommentTable, add);
   TifComment gamma = comments->slots[kCommentGamma];
   if (result == kResultOk && gamma.data != nullptr) {
-    result = AddCommentEntry(list, &gamma, kExifCommentTable[kGammaRow]);
+    result = AddCommentEntry(list, &gamma, kGammaRow);
   }
   if (result == kResultOk && needsUnit) {
     uint8_t unit[2];
@@ -143,8 +141,7 @@ int32_t TIFRewriteExifDirectory(TifFile* file, TifDirEntry* entries, uint32_t n,
     return result;
   }
   uint32_t place = entry->value;
-  result = list.count + room > kMostEntries ? kResultNoMemory
-                                            : RewriteExif(&list, list.count, comments, needsUnit, markerExif, &place);
+  result = RewriteExif(&list, list.count, comments, needsUnit, markerExif, &place);
   entry->value = place;
   TIFFree(list.entries);
   return result;
@@ -165,8 +162,7 @@ int32_t TIFMergeGps(TifFile* file, TifDirEntry* entries, uint32_t* n, uint32_t g
   entry = TIFFindEntry(entries, *n, kTagGpsIfd, nullptr);
   if (result == kResultOk) {
     uint32_t place = entry->value;
-    result = list.count + room > kMostEntries ? kResultNoMemory
-                                              : RewriteGps(&list, isNew, list.count, comments, markerGps, &place);
+    result = RewriteGps(&list, isNew, list.count, comments, markerGps, &place);
     entry->value = place;
   }
   TIFFree(list.entries);

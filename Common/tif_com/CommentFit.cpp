@@ -31,7 +31,7 @@ uint32_t CountFitting(const TifCommentBlock* comments, const Ranges& ranges, con
 } // namespace
 
 bool TIFCommentFits(const TifComment& slot, const CommentRow& row) {
-  if (row.bytes == kAnySize) {
+  if (row.bytes == kCommentAnySize) {
     return true;
   }
   const auto bytes = static_cast<uint32_t>(row.bytes);
@@ -46,7 +46,7 @@ bool TIFCommentFits(const TifComment& slot, const CommentRow& row) {
 }
 
 uint16_t TIFFocalPlaneUnit(const TifCommentBlock* comments) {
-  const TifComment slot = comments->slots[kCommentFocalPlaneUnit];
+  const TifComment slot = comments->slots[kCommentFocalPlaneResolutionUnit];
   const uint16_t unit = slot.data != nullptr && slot.size == kShortBytes ? LoadU16LE(slot.data) : 0;
   return unit == kUnitOfCentimetres ? kUnitOfCentimetres : kUnitOfInches;
 }
@@ -68,7 +68,7 @@ void TIFCountExifComments(const TifCommentBlock* comments, uint32_t* count, bool
   if (comments == nullptr) {
     return;
   }
-  const TifComment unit = comments->slots[kCommentFocalPlaneUnit];
+  const TifComment unit = comments->slots[kCommentFocalPlaneResolutionUnit];
   *needsUnit = HasRational(comments->slots[kCommentFocalPlaneXResolution]) ||
                HasRational(comments->slots[kCommentFocalPlaneYResolution]) ||
                (unit.data != nullptr && unit.size == kShortBytes);

@@ -163,9 +163,9 @@ CommentRow RowOf(CommentHome home, uint32_t row) {
   case CommentHome::kGps:
     return kGpsCommentTable[row];
   case CommentHome::kIptc:
-    return {kTagIptc, kTypeLong, kAnySize, kAnySize};
+    return {kTagIptc, kTypeLong, kCommentAnySize, kCommentAnySize};
   default:
-    return {kMainCommentTags[row], kTypeAscii, kAnySize, kAnySize};
+    return {kMainCommentTags[row], kTypeAscii, kCommentAnySize, kCommentAnySize};
   }
 }
 

@@ -52,7 +52,7 @@ int32_t SetShort(RecordList* list, uint16_t tag, uint16_t value) {
 // text that is too long and closed by a NUL.
 bool NormalizeSlot(TifComment* slot, const CommentRow& row) {
   auto* data = static_cast<uint8_t*>(slot->data);
-  if (row.bytes == kAnySize) {
+  if (row.bytes == kCommentAnySize) {
     return true;
   }
   const auto bytes = static_cast<uint32_t>(row.bytes);
@@ -83,7 +83,7 @@ int32_t AddExifCommentRecords(RecordList* list, TifCommentBlock* comments, bool 
   int32_t result = AddCommentRecords(list, comments, kWrittenExifComments, kExifCommentTable);
   TifComment gamma = comments->slots[kCommentGamma];
   if (result == kResultOk && gamma.data != nullptr) {
-    result = AddCommentRecord(list, &gamma, kExifCommentTable[kGammaRow]);
+    result = AddCommentRecord(list, &gamma, kGammaRow);
   }
   if (result == kResultOk && needsUnit) {
     result = SetShort(list, kTagFocalPlaneUnit, TIFFocalPlaneUnit(comments));

@@ -89,22 +89,29 @@ typedef struct FaxRowSource {
   uint32_t t4Options;        /* tag 292 of the page: bit 0 two-dimensional, bit 2 EOLs end on byte boundaries */
 } FaxRowSource;
 
-/* Decodes a page and delivers its rows to `sink` with the flags of rows.h. `request` and `fileInfo` pass through.
-   `stripCompressions` is null or one byte for each strip: 1 for a strip that is stored uncompressed. Sets the
-   target's resolutions from `info`, and for kFaxModifiedHuffman its view from the flag bits. 1; kFaxResultReadFailed
-   or kFaxResultSeekFailed; kFaxResultNoMemory; the sink's own result. */
+/* Decodes a page and delivers its rows to `sink`, one a call, with the flags of rows.h. `fileInfo` passes through,
+   `request` is not looked at. `stripCompressions` is null or one byte for each strip: 1 for a strip that is stored
+   uncompressed. Sets the target's resolutions from `info`, and for kFaxModifiedHuffman its view from the flag bits.
+   A strip or tile is read as far as the file goes; rows that it lacks are white. A height below 0 stands for one that
+   nobody knows: the rows of a page in strips until the data ends. No rows for a width below 1 or a height of 0.
+   1; kFaxResultReadFailed or kFaxResultSeekFailed; kFaxResultNoMemory; kFaxResultInvalid for a null argument;
+   kFaxResultUnsupported for another format, for tiles of unknown height and for pieces absurdly wider than the page;
+   the sink's own result. */
 VX_API int32_t faxDecodeRows(void* request, VxFileHandle file, const FaxInfo* info, const FaxStripInfo* strips,
                              struct FileInfoRecord* fileInfo, BitmapHandle* target, VxRowSink sink, int32_t one,
                              intptr_t sinkData, const uint8_t* stripCompressions);
 
 /* Encodes the whole bitmap as one piece at the file's position; `byteCount` receives its size. `flags` go to the row
-   service. 1; kFaxResultWriteFailed as krnWriteError makes it; kFaxResultNoMemory; the row service's own result. */
+   service. 1; kFaxResultWriteFailed as krnWriteError makes it; kFaxResultNoMemory; kFaxResultInvalid for a null
+   argument or a bitmap without pixels; kFaxResultUnsupported for another mode; the row service's own result. */
 VX_API int32_t faxEncodeStart(const FaxRowSource* source, VxFileHandle file, BitmapHandle* bitmap, int32_t one,
                               uint32_t faxMode, uint32_t flags, intptr_t extra1, intptr_t extra2, uint32_t* byteCount,
                               uint32_t fillOptions, int32_t zero1, int32_t zero2);
 
-/* Encodes the bitmap in pieces of the given size, row-major. `tileCompressions` is null, or an array of a byte a
-   piece that is filled: non-zero for a piece stored uncompressed. Results as faxEncodeStart. */
+/* Encodes the bitmap in pieces of the given size, row-major. Pieces narrower than the bitmap are tiles and filled up
+   with white; of strips the last one may be short. `tileCompressions` is null, or an array of a byte a piece that is
+   filled: non-zero for a piece that is stored uncompressed, because its code is no smaller. Results as
+   faxEncodeStart. */
 VX_API int32_t faxEncodeRows(const FaxRowSource* source, VxFileHandle file, BitmapHandle* bitmap,
                              const FaxTileRequest* tiles, uint8_t* tileCompressions, int32_t zero1, int32_t one,
                              uint32_t faxMode, uint32_t flags, intptr_t extra1, intptr_t extra2, int32_t zero2,

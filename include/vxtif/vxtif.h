@@ -2,6 +2,7 @@
 #ifndef VXTIF_VXTIF_H
 #define VXTIF_VXTIF_H
 
+#include "comments.h"
 #include "formats.h"
 #include "info.h"
 #include "load.h"

@@ -1,8 +1,8 @@
-// faxDecodeRows: the pages of a file to rows. Strips go through a batch of rows straight to the sink; of tiles a whole
+// faxDecodeRows: the pages of a file to rows. Rows of strips go straight to the sink; of tiles a whole
 // band, side by side, is assembled first.
 
 #include "FaxPiece.h"
-#include "FaxRowBatch.h"
+#include "FaxRowDelivery.h"
 
 #include "vxkernel/memory.h"
 
@@ -24,7 +24,7 @@ struct PageDecoding {
   int32_t pieceHeight; // 1 or more
   uint32_t across;
   FaxPiece piece;
-  FaxRowBatch batch;
+  FaxRowDelivery delivery;
 };
 
 // The view that the flag bits stand for, the last of them in this order.
@@ -82,14 +82,14 @@ int32_t LoadPiece(PageDecoding* page, uint64_t index) {
                       isRaw);
 }
 
-// Strips of the page's width: each row goes to its place in the batch.
+// Strips of the page's width: each row is decoded where the sink gets it.
 int32_t DecodeStrips(PageDecoding* page) {
   int32_t result = kFaxResultOk;
   for (int32_t row = 0, strip = 0; row < page->height; ++strip) {
     result = LoadPiece(page, static_cast<uint64_t>(strip));
     const int32_t end = page->height - row < page->pieceHeight ? page->height : row + page->pieceHeight;
     for (; row < end && result == kFaxResultOk; ++row) {
-      uint8_t* place = FaxNextRowPlace(&page->batch, &result);
+      uint8_t* place = FaxNextRowPlace(&page->delivery, &result);
       if (place != nullptr) {
         FaxReadPieceRow(&page->piece, place, page->width);
       }
@@ -98,7 +98,7 @@ int32_t DecodeStrips(PageDecoding* page) {
       return result;
     }
   }
-  return FaxDeliverLastRows(&page->batch);
+  return FaxDeliverLastRow(&page->delivery);
 }
 
 // Strips of a page whose height nobody knows: the rows that the data has. A row is read aside first, since the one
@@ -111,7 +111,7 @@ int32_t DecodeUnknownHeight(PageDecoding* page, uint8_t* aside) {
       if (!FaxReadPieceRow(&page->piece, aside, page->width)) {
         break;
       }
-      uint8_t* place = FaxNextRowPlace(&page->batch, &result);
+      uint8_t* place = FaxNextRowPlace(&page->delivery, &result);
       if (place != nullptr) {
         std::memcpy(place, aside, FaxRowBytes(page->width));
       }
@@ -120,7 +120,7 @@ int32_t DecodeUnknownHeight(PageDecoding* page, uint8_t* aside) {
       return result;
     }
   }
-  return FaxDeliverLastRows(&page->batch);
+  return FaxDeliverLastRow(&page->delivery);
 }
 
 // Puts the first `pixels` of `piece` into a band row that is still white there. Behind the band row one byte may be
@@ -166,7 +166,7 @@ int32_t DecodeBands(PageDecoding* page, uint8_t* band, uint8_t* pieceRow) {
     std::memset(band, 0, static_cast<size_t>(rows) * rowBytes);
     int32_t result = DecodeBand(page, firstPiece, rows, band, pieceRow);
     for (int32_t row = 0; row < rows && result == kFaxResultOk; ++row) {
-      uint8_t* place = FaxNextRowPlace(&page->batch, &result);
+      uint8_t* place = FaxNextRowPlace(&page->delivery, &result);
       if (place != nullptr) {
         std::memcpy(place, band + static_cast<size_t>(row) * rowBytes, rowBytes);
       }
@@ -176,7 +176,7 @@ int32_t DecodeBands(PageDecoding* page, uint8_t* band, uint8_t* pieceRow) {
     }
     top += rows;
   }
-  return FaxDeliverLastRows(&page->batch);
+  return FaxDeliverLastRow(&page->delivery);
 }
 
 // Bands need memory for the tiles' rows; a band is cleared before use, one byte more for MergeRow.
@@ -203,7 +203,7 @@ int32_t DecodeRowsTheDataHas(PageDecoding* page) {
 }
 
 int32_t DecodePage(PageDecoding* page, const FaxRowSink& sink) {
-  int32_t result = FaxOpenRowBatch(&page->batch, sink, page->width);
+  int32_t result = FaxOpenDelivery(&page->delivery, sink, page->width);
   if (result == kFaxResultOk) {
     if (page->height < 0) {
       result = DecodeRowsTheDataHas(page);
@@ -213,7 +213,7 @@ int32_t DecodePage(PageDecoding* page, const FaxRowSink& sink) {
       result = DecodeStrips(page);
     }
   }
-  FaxCloseRowBatch(&page->batch);
+  FaxCloseDelivery(&page->delivery);
   FaxFreePiece(&page->piece);
   return result;
 }

@@ -58,9 +58,10 @@ public:
   // Bytes behind the directory whose offset becomes the value word of the entry.
   TiffDirectory& Pointer(uint16_t tag, uint16_t type, uint32_t count, const FileBytes& bytes);
 
-  TiffDirectory& NextWord(uint32_t word);  // in place of the link that the builder would store
-  TiffDirectory& At(uint32_t offset);      // the directory's own place, behind all that stands before it
-  TiffDirectory& Remove(uint16_t tag);     // all entries of this tag
+  TiffDirectory& NextWord(uint32_t word); // in place of the link that the builder would store
+  TiffDirectory& At(uint32_t offset);     // the directory's own place, behind all that stands before it
+  TiffDirectory& Remove(uint16_t tag);    // all entries of this tag
+  size_t EntryCount() const { return entries_.size(); }
   TiffDirectory& Sort();                   // entries by tag, equal ones in their order
   TiffDirectory& CountWord(uint16_t word); // entry count in place of the true one
 
