@@ -11,10 +11,6 @@ int32_t fltGetStampTIF(FilterStampRequest*) {
   return kResultNoStamp;
 }
 
-int32_t fltSaveTIF(FilterSaveRequest*) {
-  return kResultFormatNotSaved;
-}
-
 int32_t fltSaveCMYKArrayTIF(FilterSaveCMYKRequest*) {
   return kResultFormatNotSaved;
 }

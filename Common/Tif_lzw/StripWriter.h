@@ -60,7 +60,3 @@ int32_t TIFWriteStrip(const StripWriteJob* job, uint32_t* byteCountSlot, uint32_
 
 // The bare LZW stream of format 178. 1 or a failure code.
 int32_t TIFSaveRawLZW(FilterSaveRequest* request);
-
-// Row forms of the written page, in place.
-void TIFPack12BitRow(uint8_t* target, const uint8_t* source, uint32_t pixelCount);
-void TIFConvertRowToYCC(uint8_t* target, const uint8_t* source, uint32_t pixelCount);
