@@ -2,6 +2,7 @@
 
 #include "Tif/FaxLoad.h"
 
+#include "Tif/BitmapSetup.h"
 #include "Tif/RawLoad.h"
 #include "Tifutil/PagePalette.h"
 #include "tif_com/FileAccess.h"
@@ -68,21 +69,9 @@ uint32_t RowsPerStrip(const TifPage* page, const BitmapHandle* target) {
   return rows < height ? rows : height;
 }
 
-// Rounded half up; what does not fit takes the nearest end of the range.
-int32_t RoundedResolution(float resolution) {
-  const double rounded = static_cast<double>(resolution) + 0.5;
-  if (rounded >= 2147483647.0) {
-    return INT32_MAX;
-  }
-  if (rounded <= -2147483648.0) {
-    return INT32_MIN;
-  }
-  return rounded == rounded ? static_cast<int32_t>(rounded) : 0;
-}
-
 // Dots per inch, rounded; `standIn` for a page that has none.
 int32_t FaxResolution(float resolution, int32_t standIn) {
-  return resolution != 0.0f ? RoundedResolution(resolution) : standIn;
+  return resolution != 0.0f ? TIFRoundResolution(resolution) : standIn;
 }
 
 // The marks of single strips, once they are a byte a strip.
