@@ -140,15 +140,15 @@ TEST(FaxEncoder, TilesAreFilledUpWithWhite) {
 }
 
 TEST(FaxEncoder, TilesTooHighToKeepFetchTheirRowsAgain) {
-  const int32_t height = 40 * 1024 * 1024 / 8; // 8 bytes a row
+  constexpr int32_t kRowBytes = 4096;
+  constexpr int32_t kHeight = 33 * 1024 * 1024 / kRowBytes;
   FaxEncodeCall call = Mode(kFaxT6);
-  call.tileWidth = 32;
-  call.tileHeight = static_cast<uint32_t>(height);
-  const TestPage page(64, height);
-  const FaxEncoded encoded = EncodeFax(page, call);
+  call.tileWidth = 4 * kRowBytes;
+  call.tileHeight = kHeight;
+  const FaxEncoded encoded = EncodeFax(TestPage(8 * kRowBytes, kHeight), call);
   EXPECT_EQ(encoded.result, 1);
-  EXPECT_EQ(encoded.fetches, 2u * static_cast<uint32_t>(height));
-  EXPECT_EQ(encoded.file.byteCounts[0], static_cast<uint32_t>(height) / 8 + 3);
+  EXPECT_EQ(encoded.fetches, 2u * kHeight);
+  EXPECT_EQ(encoded.file.byteCounts, (std::vector<uint32_t>(2, kHeight / 8 + 3)));
 }
 
 TEST(FaxEncoder, PiecesThatDoNotShrinkAreStored) {
