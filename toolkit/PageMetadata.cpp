@@ -6,9 +6,9 @@
 #include <cstring>
 #include <exception>
 
-#include "toolkit/DirectoryEntries.h"
 #include "toolkit/Failure.h"
 #include "toolkit/KernelFile.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/SavePage.h"
 #include "toolkit/Utf16.h"
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "toolkit/DirectoryEntries.h"
+#include "toolkit/RawDirectories.h"
 
 #include <vxtif/metadata.h>
 #include <vxtif/rawpage.h>

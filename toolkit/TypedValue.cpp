@@ -11,7 +11,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "toolkit/DirectoryEntries.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 
 #include <vxtif/metadata.h>

@@ -10,9 +10,9 @@
 #include "RecordJson.h"
 #include "WriteArguments.h"
 #include "toolkit/CommentTable.h"
-#include "toolkit/DirectoryEntries.h"
 #include "toolkit/Failure.h"
 #include "toolkit/PageMetadata.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 
 #include <vxtif/metadata.h>

@@ -9,8 +9,8 @@
 
 #include "Console.h"
 #include "RecordJson.h"
-#include "toolkit/DirectoryEntries.h"
 #include "toolkit/Failure.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 #include "toolkit/Utf16.h"
 

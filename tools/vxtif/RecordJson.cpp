@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "toolkit/DirectoryEntries.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/Utf16.h"
 
 #include <vxtif/metadata.h>

@@ -9,10 +9,10 @@
 #include "Console.h"
 #include "RecordJson.h"
 #include "WriteArguments.h"
-#include "toolkit/DirectoryEntries.h"
 #include "toolkit/Failure.h"
 #include "toolkit/KernelFile.h"
 #include "toolkit/PageMetadata.h"
+#include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 
 #include <vxtif/results.h>

@@ -1,6 +1,6 @@
 // Reading of entries and their values.
 
-#include "toolkit/DirectoryEntries.h"
+#include "toolkit/RawDirectories.h"
 
 #include <algorithm>
 #include <cstring>
