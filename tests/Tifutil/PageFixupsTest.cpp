@@ -574,8 +574,8 @@ TEST(FreePage, FreesAllThatAPageOwns) {
       .Pointer(50234, 7, static_cast<uint32_t>(deep.size()), deep);
   ParsedPage page = Load(builder);
   ASSERT_EQ(page.result, kResultOk);
-  EXPECT_NE(page->grayResponseCurve, nullptr);
-  EXPECT_NE(page->stripCompressions, nullptr);
+  EXPECT_TRUE(page->grayResponseCurve != nullptr);
+  EXPECT_TRUE(page->stripCompressions != nullptr);
   EXPECT_NE(uint32_t{page->privatePalette8}, 0u);
   EXPECT_NE(uint32_t{page->privatePalette16}, 0u);
 }

@@ -203,9 +203,9 @@ TEST(PageTags, UntouchedFieldsHoldTheirDefaults) {
     for (const DefaultCase& test : kDefaults) {
       EXPECT_EQ(test.field(page.Page()), test.expected) << test.name;
     }
-    EXPECT_EQ(page->xResolution, 0.0F);
-    EXPECT_EQ(page->yResolution, 0.0F);
-    EXPECT_EQ(page->stripOrderScratchPointer, &page->stripOrderScratch);
+    EXPECT_EQ(float{page->xResolution}, 0.0F);
+    EXPECT_EQ(float{page->yResolution}, 0.0F);
+    EXPECT_TRUE(page->stripOrderScratchPointer == &page->stripOrderScratch);
   }
 }
 
@@ -366,8 +366,8 @@ TEST(Resolution, RationalsAreDividedAsFloats) {
       TiffBuilder builder(order);
       builder.AddPage().Rational(282, {{599, 2}}).Rational(283, {{72, 1}});
       ParsedPage page(builder.Build(), mode);
-      EXPECT_EQ(page->xResolution, 299.5F);
-      EXPECT_EQ(page->yResolution, 72.0F);
+      EXPECT_EQ(float{page->xResolution}, 299.5F);
+      EXPECT_EQ(float{page->yResolution}, 72.0F);
     }
   }
 }
@@ -375,7 +375,7 @@ TEST(Resolution, RationalsAreDividedAsFloats) {
 TEST(Resolution, NumbersAreUnsigned) {
   TiffBuilder builder;
   builder.AddPage().Rational(282, {{0xFFFFFFFF, 1}});
-  EXPECT_EQ(Load(builder)->xResolution, 4294967296.0F);
+  EXPECT_EQ(float{Load(builder)->xResolution}, 4294967296.0F);
 }
 
 TEST(Resolution, WhatCannotBeHadIsZeroAndNoFailure) {
@@ -385,7 +385,7 @@ TEST(Resolution, WhatCannotBeHadIsZeroAndNoFailure) {
     build(builder.AddPage());
     ParsedPage page = Load(builder);
     EXPECT_EQ(page.result, kResultOk);
-    EXPECT_EQ(page->xResolution, 0.0F);
+    EXPECT_EQ(float{page->xResolution}, 0.0F);
   }
 }
 
@@ -393,15 +393,15 @@ TEST(Resolution, CentimetresBecomeInchesOfAWholePage) {
   TiffBuilder builder;
   builder.AddPage().Short(256, {1}).Short(257, {1}).Rational(282, {{100, 1}}).Rational(283, {{10, 1}}).Short(296, {3});
   ParsedPage page = Load(builder);
-  EXPECT_EQ(page->xResolution, 254.0F);
-  EXPECT_EQ(page->yResolution, 10.0F * 2.54F);
+  EXPECT_EQ(float{page->xResolution}, 254.0F);
+  EXPECT_EQ(float{page->yResolution}, 10.0F * 2.54F);
 }
 
 TEST(Resolution, OtherUnitsStayAsTheyAre) {
   for (uint16_t unit : std::initializer_list<uint16_t>{0, 1, 2, 4}) {
     TiffBuilder builder;
     builder.AddPage().Short(256, {1}).Short(257, {1}).Rational(282, {{100, 1}}).Short(296, {unit});
-    EXPECT_EQ(Load(builder)->xResolution, 100.0F);
+    EXPECT_EQ(float{Load(builder)->xResolution}, 100.0F);
   }
 }
 
@@ -409,7 +409,7 @@ TEST(Resolution, APageWithoutWidthOrLengthKeepsItsRawNumbers) {
   for (uint16_t tag : std::initializer_list<uint16_t>{256, 257}) {
     TiffBuilder builder;
     builder.AddPage().Short(tag, {1}).Rational(282, {{100, 1}}).Short(296, {3});
-    EXPECT_EQ(Load(builder)->xResolution, 100.0F);
+    EXPECT_EQ(float{Load(builder)->xResolution}, 100.0F);
   }
 }
 
@@ -442,7 +442,7 @@ TEST(ExtraSamples, MoreThanThereAreSamplesEndsTheParse) {
     EXPECT_EQ(int32_t{loaded->imageWidth}, 9);
     EXPECT_EQ(int32_t{loaded->imageLength}, -1) << "what stands behind is not read";
     EXPECT_EQ(int32_t{loaded->bitsPerPixel}, 0);
-    EXPECT_NE(loaded->stripOffsets, nullptr) << "what was read is the caller's to free";
+    EXPECT_TRUE(loaded->stripOffsets != nullptr) << "what was read is the caller's to free";
     EXPECT_EQ(Inform(builder).result, kResultNotTiff);
   }
 }
@@ -517,7 +517,7 @@ TEST(ParseCosts, TheInformationModeAllocatesOnlyTheEntriesAndReadsNoTables) {
   ASSERT_EQ(parsed.result, kResultOk);
   EXPECT_EQ(parsed.calls.allocations, 1u);
   EXPECT_EQ(parsed.calls.reads, 2u + 2u) << "entries, next word and two resolutions";
-  EXPECT_EQ(parsed->stripOffsets, nullptr);
+  EXPECT_TRUE(parsed->stripOffsets == nullptr);
 }
 
 TEST(ParseCosts, AllEntriesComeInOneRead) {
