@@ -1,10 +1,13 @@
 // LZW decoding: the bytes of one strip, read from the file through the page's codecBuffer, handed out in portions of
 // any size. The strip reader pulls rows from here.
 //
-// Two ways lead through the table. The plain one walks the chain of prefixes and suffixes and serves whatever a damaged
-// stream can bring: codes that are not there yet, loops, entries left over from an earlier table. The fast one serves
-// regular entries, whose whole chain was made since the last Clear: their strings are kept in blocks of eight bytes, so
-// that a string is stored to its place block by block from its end. Both give the same bytes for every input.
+// Strings are unwound into a history of the decoder's own and copied from there to the request, so that a request may
+// end within a string. Two ways lead through the table. The plain one walks the chain of prefixes and suffixes and
+// serves whatever a damaged stream can bring: codes that are not there yet, loops, entries left over from an earlier
+// table. The fast one serves regular entries, whose whole chain was made since the last Clear: the string of such an
+// entry, the one decoded when it was made and a byte more, stands in the history in one piece, and is copied sixteen
+// bytes at a time. Both give the same bytes for every input; an entry may be taken for irregular at any time, never the
+// other way round.
 
 #include "Tif_lzw/LzwCodec.h"
 
@@ -17,48 +20,60 @@
 
 namespace {
 
-enum DecoderFlag : uint32_t {
-  kOldStyle = 0x2,         // least significant bit first, late width change
-  kWidthLimitReached = 0x4 // the table outgrew its widest code
-};
-
 constexpr uint32_t kFirstFreeCode = 258;
 constexpr uint32_t kTableEntries = 8192;
 constexpr uint32_t kLastEntry = 8191; // never filled
 constexpr uint32_t kStackEntries = 4905;
 constexpr uint32_t kLongestString = kStackEntries; // longer ones are cut, which only the plain walk does
-constexpr uint32_t kBlock = 8;                     // bytes of a string that one entry holds
 constexpr uint32_t kNoCode = 0xFFFFFFFFu;          // previousCode at the start of a strip
 constexpr uint32_t kFirstWidth = 9;
 constexpr uint32_t kPlainWidthLimit = 13; // codes stay below this width
 constexpr uint32_t kWideWidthLimit = 14;
-constexpr uint32_t kCarriedBytes = 4;             // bytes kept in front of a refill, for the code that spans it
-constexpr uint32_t kUnreadBits = 12;              // a code is read while this many bits of the buffer are left
-constexpr size_t kFastBitRange = size_t{1} << 30; // bits that one round of the fast loop covers at most
+constexpr uint32_t kCarriedBytes = 4; // bytes kept in front of a refill, for the code that spans it
+constexpr uint32_t kUnreadBits = 12;  // a code is read while this many bits of the buffer are left
 
-// What is known of an entry besides its bytes. `length` is 0 for an entry that is not regular, and means nothing from
-// nextCode on; `suffix` stays from table to table and strip to strip.
-struct StringInfo {
-  uint16_t length;
-  uint16_t link; // the entry whose string ends where this entry's block begins, for strings longer than a block
-  uint8_t first;
-  uint8_t suffix;
-  uint16_t spare;
-};
+// The history begins with every byte once, the strings of the codes below 256.
+constexpr uint32_t kHistoryStart = 256;
+constexpr uint32_t kHistoryLimit = 0x1E000; // no string begins from here on
+constexpr uint32_t kCopyBytes = 16;         // a copy may touch so many bytes less one behind a string
+constexpr uint32_t kHistoryBytes = kHistoryLimit + 2 * kLongestString + 2 * kCopyBytes;
 
-struct TableEntry {
-  uint64_t block; // the last (length - 1) % 8 + 1 bytes of the string, first byte lowest
-  StringInfo info;
-};
+// Where a string stands: its place in the history and its length. A length of 0 keeps an entry from the fast way.
+using StringPlace = uint32_t;
+constexpr uint32_t kLengthBits = 13;
+constexpr uint32_t kLengthMask = (1u << kLengthBits) - 1;
+constexpr StringPlace kIrregular = 0;
+constexpr StringPlace kUnplaced = 1u << kLengthBits; // regular, but the history has lost it
+
+constexpr StringPlace MakePlace(uint32_t start, uint32_t length) {
+  return start << kLengthBits | length;
+}
+constexpr uint32_t LengthOf(StringPlace place) {
+  return place & kLengthMask;
+}
+constexpr uint32_t StartOf(StringPlace place) {
+  return place >> kLengthBits;
+}
+
+static_assert(kHistoryBytes < 1u << (32 - kLengthBits) && kLongestString <= kLengthMask);
+
+enum class BitOrder : uint32_t { kMsbFirst, kLsbFirst };
+
+constexpr uint32_t kBitsPerWord = 64;
+constexpr uint32_t kCodesPerWord = 4; // of up to 13 bits, with up to 7 loose bits in front
 
 } // namespace
 
 struct LzwDecoder {
-  uint32_t flags;
+  BitOrder bitOrder; // the old style is least significant bit first, and widens its codes one later
   uint32_t codeWidth;
   uint32_t maxCode;
   uint32_t nextCode;
   uint32_t previousCode;
+  bool previousPlaced; // the previous string is regular, and the history ends with it
+  uint32_t previousStart;
+  uint32_t historyEnd;
+  uint32_t delivered; // the history from here on has not been handed out
   uint32_t prefixEnd; // prefixes from here on are 0
   int32_t lastByte;   // first byte of the latest string, -1 before any
   uint32_t widthLimit;
@@ -66,29 +81,34 @@ struct LzwDecoder {
   int64_t bitLimit;
   uint32_t inputByteCount;
   uint32_t inputRemaining;
-  uint32_t stackDepth;      // left over from a failed walk, else 0 between codes
-  uint32_t pendingPosition; // the rest of a string that was longer than the request
-  uint32_t pendingEnd;
-  TableEntry table[kTableEntries];
+  uint32_t stackDepth; // left over from a failed walk, else 0 between codes
+  StringPlace places[kTableEntries];
   uint16_t prefix[kTableEntries];
+  uint8_t suffix[kTableEntries];
   uint8_t stack[kStackEntries];
-  uint8_t pending[kLongestString + kBlock];
+  uint8_t history[kHistoryBytes];
 };
 
 namespace {
 
 uint32_t WidthThreshold(const LzwDecoder* decoder, uint32_t width) {
-  return (1u << width) - ((decoder->flags & kOldStyle) != 0 ? 1u : 2u);
+  return (1u << width) - (decoder->bitOrder == BitOrder::kLsbFirst ? 1u : 2u);
 }
 
 LzwDecoder* AllocateDecoder() {
-  auto* decoder = static_cast<LzwDecoder*>(TIFAllocZero(1, sizeof(LzwDecoder)));
+  auto* decoder = static_cast<LzwDecoder*>(TIFAlloc(1, sizeof(LzwDecoder)));
   if (decoder == nullptr) {
     return nullptr;
   }
+  // Only what a damaged stream can reach before it is made: places and the history are looked at behind that.
+  std::memset(decoder->prefix, 0, sizeof decoder->prefix);
+  std::memset(decoder->suffix, 0, sizeof decoder->suffix);
+  decoder->places[kLzwClearCode] = kIrregular;
+  decoder->places[kLzwEndCode] = kIrregular;
   for (uint32_t i = 0; i < kLzwClearCode; ++i) {
-    const auto byte = static_cast<uint8_t>(i);
-    decoder->table[i] = {i, {1, 0, byte, byte, 0}};
+    decoder->suffix[i] = static_cast<uint8_t>(i);
+    decoder->history[i] = static_cast<uint8_t>(i);
+    decoder->places[i] = MakePlace(i, 1);
   }
   decoder->prefixEnd = kFirstFreeCode;
   return decoder;
@@ -142,70 +162,72 @@ uint32_t ReadCode(TifPage* page, LzwDecoder* decoder) {
   const auto loose = static_cast<uint32_t>(decoder->bitPosition & 7);
   const uint32_t width = decoder->codeWidth;
   decoder->bitPosition += width;
-  if ((decoder->flags & kOldStyle) != 0) {
+  if (decoder->bitOrder == BitOrder::kLsbFirst) {
     return (LoadU32LE(window) >> loose) & ((1u << width) - 1);
   }
   return (LoadU32BE(window) << loose) >> (32 - width);
 }
 
-// The entry of `previous` (the entry of code `previousCode`) continued by one byte.
-inline TableEntry Extend(const TableEntry& previous, uint32_t previousCode, uint8_t suffix) {
-  const uint32_t length = previous.info.length;
-  TableEntry entry;
-  if (length % kBlock == 0) {
-    entry.block = suffix;
-    entry.info.link = static_cast<uint16_t>(previousCode);
-  } else {
-    entry.block = previous.block | uint64_t{suffix} << (length % kBlock * 8);
-    entry.info.link = previous.info.link;
-  }
-  entry.info.length = length < kLongestString ? static_cast<uint16_t>(length + 1) : uint16_t{0};
-  entry.info.first = previous.info.first;
-  entry.info.suffix = suffix;
-  entry.info.spare = 0;
-  return entry;
-}
-
 bool IsRegular(const LzwDecoder* decoder, uint32_t code) {
-  return code < decoder->nextCode && decoder->table[code].info.length != 0;
+  return code < decoder->nextCode && decoder->places[code] != kIrregular;
 }
 
-// Makes the table entry that follows a string, and widens the codes when the table outgrows them.
-void AddEntry(LzwDecoder* decoder) {
-  if (decoder->nextCode >= kLastEntry) {
-    return;
-  }
-  const uint32_t code = decoder->nextCode;
-  const uint32_t previousCode = decoder->previousCode;
-  const auto suffix = static_cast<uint8_t>(decoder->lastByte);
-  if (IsRegular(decoder, previousCode)) {
-    decoder->table[code] = Extend(decoder->table[previousCode], previousCode, suffix);
-  } else {
-    decoder->table[code] = {0, {0, 0, 0, suffix, 0}};
-  }
-  decoder->prefix[code] = static_cast<uint16_t>(previousCode);
-  decoder->nextCode = code + 1;
-  if (decoder->prefixEnd < decoder->nextCode) {
-    decoder->prefixEnd = decoder->nextCode;
-  }
+void Widen(LzwDecoder* decoder) {
   if (decoder->nextCode > decoder->maxCode) {
-    if (++decoder->codeWidth >= decoder->widthLimit) {
-      decoder->flags |= kWidthLimitReached;
-      --decoder->codeWidth;
-    }
+    decoder->codeWidth += decoder->codeWidth + 1 < decoder->widthLimit ? 1u : 0u;
     decoder->maxCode = WidthThreshold(decoder, decoder->codeWidth);
   }
 }
 
-// Writes a regular string. `target` has room for its length and 7 bytes more.
-inline void StoreString(const LzwDecoder* decoder, TableEntry entry, uint8_t* target) {
-  uint32_t at = (entry.info.length - 1u) & ~(kBlock - 1);
-  StoreU64LE(target + at, entry.block);
-  while (at != 0) {
-    entry = decoder->table[entry.info.link];
-    at -= kBlock;
-    StoreU64LE(target + at, entry.block);
+// Makes the table entry that a string brings: the string before and the first byte of this one, which stands behind it
+// in the history when both are there in one piece.
+void AddEntry(LzwDecoder* decoder, uint32_t stringStart) {
+  if (decoder->nextCode >= kLastEntry) {
+    return;
   }
+  const uint32_t code = decoder->nextCode;
+  const uint32_t length = stringStart - decoder->previousStart + 1;
+  const bool regular = decoder->previousPlaced && length <= kLongestString;
+  decoder->places[code] = regular ? MakePlace(decoder->previousStart, length) : kIrregular;
+  decoder->prefix[code] = static_cast<uint16_t>(decoder->previousCode);
+  decoder->suffix[code] = static_cast<uint8_t>(decoder->lastByte);
+  decoder->nextCode = code + 1;
+  if (decoder->prefixEnd < decoder->nextCode) {
+    decoder->prefixEnd = decoder->nextCode;
+  }
+  Widen(decoder);
+}
+
+// Copies a string within the history, or to it: `length` bytes and up to fifteen more.
+inline void CopyString(uint8_t* target, const uint8_t* source, uint32_t length) {
+  uint64_t words[2];
+  uint32_t at = 0;
+  do {
+    std::memcpy(words, source + at, kCopyBytes);
+    std::memcpy(target + at, words, kCopyBytes);
+    at += kCopyBytes;
+  } while (at < length);
+}
+
+// Writes the string of a regular entry that the history has lost, and notes for its whole chain that it stands there
+// again: so no entry is unwound twice before the history begins anew.
+uint32_t RestoreString(LzwDecoder* decoder, uint32_t code, uint32_t start) {
+  uint32_t missing = 0;
+  uint32_t walk = code;
+  for (; decoder->places[walk] == kUnplaced; walk = decoder->prefix[walk]) {
+    ++missing;
+  }
+  const StringPlace place = decoder->places[walk];
+  uint8_t* const target = decoder->history + start;
+  CopyString(target, decoder->history + StartOf(place), LengthOf(place));
+  const uint32_t length = LengthOf(place) + missing;
+  walk = code;
+  for (uint32_t at = length; at > length - missing; --at) {
+    target[at - 1] = decoder->suffix[walk];
+    decoder->places[walk] = MakePlace(start, at);
+    walk = decoder->prefix[walk];
+  }
+  return length;
 }
 
 inline void Push(LzwDecoder* decoder, uint8_t byte) {
@@ -226,7 +248,7 @@ bool PushString(LzwDecoder* decoder, uint32_t code) {
     if (walk >= kTableEntries) {
       return false;
     }
-    Push(decoder, decoder->table[walk].info.suffix);
+    Push(decoder, decoder->suffix[walk]);
     const auto next = static_cast<uint32_t>(static_cast<int16_t>(decoder->prefix[walk]));
     if (next == walk || next == code) {
       break;
@@ -236,24 +258,45 @@ bool PushString(LzwDecoder* decoder, uint32_t code) {
   if (walk >= kTableEntries) {
     return false;
   }
-  decoder->lastByte = decoder->table[walk].info.suffix;
+  decoder->lastByte = decoder->suffix[walk];
   Push(decoder, static_cast<uint8_t>(decoder->lastByte));
   return true;
 }
 
-// Moves the stack to `out`; what finds no room there waits in `pending`.
-uint8_t* PopStack(LzwDecoder* decoder, uint8_t* out, const uint8_t* end) {
-  uint32_t depth = decoder->stackDepth;
-  while (depth != 0 && out != end) {
-    *out++ = decoder->stack[--depth];
+// The string of a code into the history, by whichever way serves. False when it is corrupt.
+bool UnwindString(LzwDecoder* decoder, uint32_t code) {
+  const uint32_t start = decoder->historyEnd;
+  uint8_t* const target = decoder->history + start;
+  if (decoder->stackDepth == 0 && IsRegular(decoder, code)) {
+    const StringPlace place = decoder->places[code];
+    uint32_t length = LengthOf(place);
+    if (place == kUnplaced) {
+      length = RestoreString(decoder, code, start);
+    } else {
+      CopyString(target, decoder->history + StartOf(place), length);
+    }
+    decoder->lastByte = target[0];
+    decoder->historyEnd = start + length;
+    AddEntry(decoder, start);
+    decoder->previousPlaced = true;
+  } else {
+    if (!PushString(decoder, code)) {
+      return false;
+    }
+    for (uint32_t i = 0; i < decoder->stackDepth; ++i) {
+      target[i] = decoder->stack[decoder->stackDepth - 1 - i];
+    }
+    decoder->historyEnd = start + decoder->stackDepth;
+    decoder->stackDepth = 0;
+    const bool newest = code == decoder->nextCode && code < kLastEntry;
+    AddEntry(decoder, start);
+    // The entry just made is regular as any, but a leftover of the stack would stand behind its string.
+    decoder->previousPlaced =
+        newest && IsRegular(decoder, code) && LengthOf(decoder->places[code]) == decoder->historyEnd - start;
   }
-  decoder->pendingPosition = 0;
-  decoder->pendingEnd = depth;
-  for (uint32_t i = 0; i < decoder->pendingEnd; ++i) {
-    decoder->pending[i] = decoder->stack[--depth];
-  }
-  decoder->stackDepth = 0;
-  return out;
+  decoder->previousCode = code;
+  decoder->previousStart = start;
+  return true;
 }
 
 void ClearTable(LzwDecoder* decoder) {
@@ -262,134 +305,238 @@ void ClearTable(LzwDecoder* decoder) {
   decoder->nextCode = kFirstFreeCode;
   decoder->codeWidth = kFirstWidth;
   decoder->maxCode = WidthThreshold(decoder, kFirstWidth);
+  decoder->previousPlaced = false; // its entry is gone, and an end of the stream may follow at once
 }
 
-enum class CodeResult { kGoOn, kEnd, kCorrupt };
+// Begins the history anew. What it held has been handed out; only the previous string is still needed, in front of the
+// next.
+void RestartHistory(LzwDecoder* decoder) {
+  const uint32_t length = decoder->historyEnd - decoder->previousStart;
+  if (decoder->previousPlaced) {
+    std::memmove(decoder->history + kHistoryStart, decoder->history + decoder->previousStart, length);
+  }
+  decoder->previousStart = kHistoryStart;
+  decoder->historyEnd = kHistoryStart + (decoder->previousPlaced ? length : 0);
+  decoder->delivered = decoder->historyEnd;
+  for (uint32_t i = kFirstFreeCode; i < decoder->nextCode; ++i) {
+    decoder->places[i] = decoder->places[i] == kIrregular ? kIrregular : kUnplaced;
+  }
+}
 
-// One code by the plain way, of any kind. `*out` moves behind the bytes delivered.
-CodeResult DecodeCode(TifPage* page, LzwDecoder* decoder, uint8_t** out, const uint8_t* end) {
+// Hands out what the history holds, as far as there is room.
+uint8_t* Deliver(LzwDecoder* decoder, uint8_t* out, const uint8_t* end) {
+  const auto room = static_cast<size_t>(end - out);
+  const uint32_t held = decoder->historyEnd - decoder->delivered;
+  const size_t taken = room < held ? room : held;
+  std::memcpy(out, decoder->history + decoder->delivered, taken);
+  decoder->delivered += static_cast<uint32_t>(taken);
+  return out + taken;
+}
+
+enum class CodeResult { kGoOn, kCleared, kEnd, kCorrupt };
+
+// One code of any kind.
+CodeResult DecodeCode(TifPage* page, LzwDecoder* decoder) {
   uint32_t code = ReadCode(page, decoder);
   if (code == kLzwEndCode) {
     return CodeResult::kEnd;
   }
-  if (code == kLzwClearCode) {
-    ClearTable(decoder);
-    // The code behind a Clear is a byte whatever it says, a second Clear too.
-    code = ReadCode(page, decoder);
-    if (code == kLzwEndCode) {
-      return CodeResult::kEnd;
-    }
-    *(*out)++ = static_cast<uint8_t>(code);
-    decoder->flags &= ~static_cast<uint32_t>(kWidthLimitReached);
-    decoder->lastByte = static_cast<int32_t>(code);
-    decoder->previousCode = code;
-    return CodeResult::kGoOn;
+  if (code != kLzwClearCode) {
+    return UnwindString(decoder, code) ? CodeResult::kGoOn : CodeResult::kCorrupt;
   }
-  if (!PushString(decoder, code)) {
-    return CodeResult::kCorrupt;
+  ClearTable(decoder);
+  // The code behind a Clear is a byte whatever it says, a second Clear too.
+  code = ReadCode(page, decoder);
+  if (code == kLzwEndCode) {
+    return CodeResult::kEnd;
   }
-  *out = PopStack(decoder, *out, end);
-  AddEntry(decoder);
+  decoder->previousStart = decoder->historyEnd;
+  decoder->previousPlaced = code < kLzwClearCode;
   decoder->previousCode = code;
-  return CodeResult::kGoOn;
+  decoder->lastByte = static_cast<int32_t>(code);
+  decoder->history[decoder->historyEnd++] = static_cast<uint8_t>(code);
+  return CodeResult::kCleared;
 }
 
-enum class BitOrder { kMsbFirst, kLsbFirst };
-
-// A run of regular codes between the width changes and special codes of the stream: stops ahead of the first code that
-// needs the plain way, at the end of the buffer, or when the request is served. The last string of a request goes
-// through `pending`, from where its rest is taken by the next request.
-template <BitOrder order>
-uint8_t* DecodeRegularCodes(TifPage* page, LzwDecoder* decoder, uint8_t* out, uint8_t* const end) {
-  if (!IsRegular(decoder, decoder->previousCode) || page->codecBufferSize < sizeof(uint32_t) ||
-      decoder->bitPosition > decoder->bitLimit) {
-    return out;
+// How many codes can follow in words that lie whole in the buffer, with no change of the width and no end of the table
+// among them.
+uint32_t CountSteadyCodes(const TifPage* page, const LzwDecoder* decoder) {
+  const uint32_t width = decoder->codeWidth;
+  const int64_t wordLimit = (int64_t{page->codecBufferSize} - int64_t{sizeof(uint64_t)}) * 8 + 7;
+  const int64_t lastWord =
+      (wordLimit < decoder->bitLimit - width * (kCodesPerWord - 1) ? wordLimit
+                                                                   : decoder->bitLimit - width * (kCodesPerWord - 1));
+  if (lastWord < decoder->bitPosition) {
+    return 0;
   }
-  // The last place at which a whole word can be loaded, and bits counted from a whole byte: they fit a size_t.
-  int64_t lastBit = (int64_t{page->codecBufferSize} - int64_t{sizeof(uint32_t)}) * 8 + 7;
-  lastBit = lastBit < decoder->bitLimit ? lastBit : decoder->bitLimit;
-  const int64_t baseBit = decoder->bitPosition & ~int64_t{7};
-  if (lastBit < decoder->bitPosition) {
-    return out;
+  const auto words = static_cast<uint64_t>(lastWord - decoder->bitPosition) / (width * kCodesPerWord) + 1;
+  const uint64_t inBuffer = words * kCodesPerWord;
+  uint32_t inTable = 0xFFFFFFFFu;
+  if (width + 1 < decoder->widthLimit) {
+    inTable = decoder->maxCode - decoder->nextCode; // the last before a change goes the careful way
+  } else if (decoder->nextCode < kLastEntry) {
+    inTable = kLastEntry - decoder->nextCode;
   }
-  const uint8_t* const base = page->codecBuffer + static_cast<size_t>(baseBit >> 3);
-  auto bit = static_cast<size_t>(decoder->bitPosition - baseBit);
-  const size_t bitEnd =
-      lastBit - baseBit < static_cast<int64_t>(kFastBitRange) ? static_cast<size_t>(lastBit - baseBit) : kFastBitRange;
+  return inBuffer < inTable ? static_cast<uint32_t>(inBuffer) : inTable;
+}
 
-  TableEntry* const table = decoder->table;
-  uint32_t nextCode = decoder->nextCode;
-  uint32_t maxCode = decoder->maxCode;
-  uint32_t width = decoder->codeWidth;
-  uint32_t previousCode = decoder->previousCode;
-  TableEntry previous = table[previousCode];
+enum class StepResult { kGoOn, kNeedsCare, kStop }; // the second leaves its code unread
 
-  while (bit <= bitEnd && out != end) {
-    uint32_t code;
-    if constexpr (order == BitOrder::kMsbFirst) {
-      code = (LoadU32BE(base + (bit >> 3)) << (bit & 7)) >> (32 - width);
-    } else {
-      code = (LoadU32LE(base + (bit >> 3)) >> (bit & 7)) & ((1u << width) - 1);
-    }
-    TableEntry current;
-    if (code < nextCode) [[likely]] {
-      current = table[code];
-    } else if (code == nextCode && nextCode < kLastEntry) {
-      current = Extend(previous, previousCode, previous.info.first);
-    } else {
-      break;
-    }
-    const uint32_t length = current.info.length;
+// What the fast loop keeps in registers.
+struct FastState {
+  size_t end;      // of the history
+  size_t stop;     // where the request or the history is full
+  size_t nextCode; // the next entry, as long as there is one
+  size_t previousCode;
+  StringPlace newest; // the previous string and the byte behind it
+};
+
+enum class TableGrowth { kGrows, kFull };
+
+// Codes of one byte more than the string before: its last byte is its first.
+inline bool CopyNewest(LzwDecoder* decoder, const FastState& state) {
+  const uint32_t length = LengthOf(state.newest);
+  if (length >= kLongestString) {
+    return false;
+  }
+  uint8_t* const target = decoder->history + state.end;
+  CopyString(target, decoder->history + StartOf(state.newest), length);
+  target[length - 1] = target[0];
+  return true;
+}
+
+template <TableGrowth growth>
+[[gnu::always_inline]] inline StepResult DecodeStep(LzwDecoder* decoder, FastState* state, size_t code) {
+  constexpr bool kGrows = growth == TableGrowth::kGrows;
+  uint8_t* const history = decoder->history;
+  const size_t target = state->end;
+  StringPlace place;
+  if (code < state->nextCode) [[likely]] {
+    place = decoder->places[code];
+    const uint32_t length = LengthOf(place);
     if (length == 0) [[unlikely]] {
-      break;
+      return StepResult::kNeedsCare;
     }
-    const auto room = static_cast<size_t>(end - out);
-    if (room >= length + (kBlock - 1)) [[likely]] {
-      StoreString(decoder, current, out);
-      out += length;
-    } else {
-      StoreString(decoder, current, decoder->pending);
-      const uint32_t taken = room < length ? static_cast<uint32_t>(room) : length;
-      std::memcpy(out, decoder->pending, taken);
-      out += taken;
-      decoder->pendingPosition = taken;
-      decoder->pendingEnd = length;
-    }
-    bit += width;
-    if (nextCode < kLastEntry) {
-      table[nextCode] = Extend(previous, previousCode, current.info.first);
-      decoder->prefix[nextCode] = static_cast<uint16_t>(previousCode);
-      ++nextCode;
-      if (nextCode > maxCode) {
-        if (++width >= decoder->widthLimit) {
-          decoder->flags |= kWidthLimitReached;
-          --width;
-        }
-        maxCode = WidthThreshold(decoder, width);
+    std::memcpy(history + target, history + StartOf(place), kCopyBytes);
+    if (length > kCopyBytes) [[unlikely]] {
+      if (length >= kLongestString) {
+        return StepResult::kNeedsCare;
       }
+      CopyString(history + target + kCopyBytes, history + StartOf(place) + kCopyBytes, length - kCopyBytes);
     }
-    previous = current;
-    previousCode = code;
+  } else {
+    if (!kGrows || code != state->nextCode || !CopyNewest(decoder, *state)) {
+      return StepResult::kNeedsCare;
+    }
+    place = state->newest;
   }
-
-  decoder->bitPosition = baseBit + static_cast<int64_t>(bit);
-  decoder->nextCode = nextCode;
-  decoder->prefixEnd = decoder->prefixEnd < nextCode ? nextCode : decoder->prefixEnd;
-  decoder->maxCode = maxCode;
-  decoder->codeWidth = width;
-  decoder->previousCode = previousCode;
-  decoder->lastByte = previous.info.first;
-  return out;
+  if constexpr (kGrows) {
+    decoder->places[state->nextCode] = state->newest;
+    decoder->prefix[state->nextCode] = static_cast<uint16_t>(state->previousCode);
+    decoder->suffix[state->nextCode] = history[target];
+    ++state->nextCode;
+  }
+  const size_t length = LengthOf(place);
+  state->previousCode = code;
+  state->newest = MakePlace(static_cast<uint32_t>(target), static_cast<uint32_t>(length + 1));
+  state->end = target + length;
+  return state->end < state->stop ? StepResult::kGoOn : StepResult::kStop;
 }
 
-// What the last request left of a string.
-uint8_t* TakePending(LzwDecoder* decoder, uint8_t* out, const uint8_t* end) {
-  const auto room = static_cast<size_t>(end - out);
-  uint32_t taken = decoder->pendingEnd - decoder->pendingPosition;
-  taken = room < taken ? static_cast<uint32_t>(room) : taken;
-  std::memcpy(out, decoder->pending + decoder->pendingPosition, taken);
-  decoder->pendingPosition += taken;
-  return out + taken;
+// A run of regular codes of one width, four to a word. Stops ahead of the first code that needs care, and when the
+// history has grown to `stop`.
+template <uint32_t width, TableGrowth growth>
+void DecodeSteadyCodes(const TifPage* page, LzwDecoder* decoder, uint32_t count, uint32_t stop) {
+  constexpr uint64_t kMask = (uint64_t{1} << width) - 1;
+  const uint8_t* input = page->codecBuffer + (decoder->bitPosition >> 3);
+  auto bit = static_cast<uint32_t>(decoder->bitPosition & 7);
+  const uint32_t previousLength = decoder->historyEnd - decoder->previousStart;
+  FastState state = {decoder->historyEnd, stop, decoder->nextCode, decoder->previousCode,
+                     MakePlace(decoder->previousStart, previousLength + 1)};
+
+  for (uint32_t words = count / kCodesPerWord; words != 0; --words) {
+    const uint64_t word = Swap64(LoadU64LE(input)) << bit;
+    uint32_t done = 0;
+    StepResult result = StepResult::kGoOn;
+    do {
+      result = DecodeStep<growth>(decoder, &state, static_cast<size_t>(word >> (kBitsPerWord - width)));
+      if (result != StepResult::kGoOn) [[unlikely]] {
+        break;
+      }
+      done = 1;
+      result = DecodeStep<growth>(decoder, &state, static_cast<size_t>(word >> (kBitsPerWord - 2 * width) & kMask));
+      if (result != StepResult::kGoOn) [[unlikely]] {
+        break;
+      }
+      done = 2;
+      result = DecodeStep<growth>(decoder, &state, static_cast<size_t>(word >> (kBitsPerWord - 3 * width) & kMask));
+      if (result != StepResult::kGoOn) [[unlikely]] {
+        break;
+      }
+      done = 3;
+      result = DecodeStep<growth>(decoder, &state, static_cast<size_t>(word >> (kBitsPerWord - 4 * width) & kMask));
+    } while (false);
+    if (result == StepResult::kGoOn) [[likely]] {
+      bit += width * kCodesPerWord;
+      input += bit >> 3;
+      bit &= 7;
+      continue;
+    }
+    bit += width * (result == StepResult::kStop ? done + 1 : done);
+    break;
+  }
+
+  decoder->bitPosition = (input - page->codecBuffer) * int64_t{8} + bit;
+  decoder->nextCode = static_cast<uint32_t>(state.nextCode);
+  decoder->prefixEnd = decoder->prefixEnd < decoder->nextCode ? decoder->nextCode : decoder->prefixEnd;
+  decoder->previousCode = static_cast<uint32_t>(state.previousCode);
+  decoder->previousStart = StartOf(state.newest);
+  decoder->historyEnd = static_cast<uint32_t>(state.end);
+  decoder->lastByte = decoder->history[decoder->previousStart];
+}
+
+// As many codes as the fast way serves; none is fine.
+void DecodeFast(const TifPage* page, LzwDecoder* decoder, uint32_t stop) {
+  if (!decoder->previousPlaced || decoder->stackDepth != 0 || decoder->bitOrder != BitOrder::kMsbFirst ||
+      decoder->historyEnd - decoder->previousStart >= kLongestString) {
+    return;
+  }
+  const uint32_t count = CountSteadyCodes(page, decoder);
+  if (count < kCodesPerWord) {
+    return;
+  }
+  const bool full = decoder->nextCode >= kLastEntry;
+  switch (decoder->codeWidth) {
+  case 9:
+    return DecodeSteadyCodes<9, TableGrowth::kGrows>(page, decoder, count, stop);
+  case 10:
+    return DecodeSteadyCodes<10, TableGrowth::kGrows>(page, decoder, count, stop);
+  case 11:
+    return DecodeSteadyCodes<11, TableGrowth::kGrows>(page, decoder, count, stop);
+  case 12:
+    return full ? DecodeSteadyCodes<12, TableGrowth::kFull>(page, decoder, count, stop)
+                : DecodeSteadyCodes<12, TableGrowth::kGrows>(page, decoder, count, stop);
+  default:
+    return full ? DecodeSteadyCodes<13, TableGrowth::kFull>(page, decoder, count, stop)
+                : DecodeSteadyCodes<13, TableGrowth::kGrows>(page, decoder, count, stop);
+  }
+}
+
+// Decodes until the history holds `wanted` bytes that are not delivered, or until it is to begin anew: when it is full,
+// and with every table, so that it stays in the cache.
+CodeResult FillHistory(TifPage* page, LzwDecoder* decoder, size_t wanted) {
+  const uint32_t start = decoder->delivered;
+  const uint32_t stop = wanted < kHistoryLimit - start ? start + static_cast<uint32_t>(wanted) : kHistoryLimit;
+  for (;;) {
+    DecodeFast(page, decoder, stop);
+    if (decoder->historyEnd >= stop) {
+      return CodeResult::kGoOn;
+    }
+    const CodeResult result = DecodeCode(page, decoder);
+    if (result != CodeResult::kGoOn || decoder->historyEnd >= stop) {
+      return result;
+    }
+  }
 }
 
 } // namespace
@@ -408,17 +555,19 @@ int32_t TIFLZWDecodeStart(TifPage* page, LzwDecoder** decoder, VxFileHandle file
     return kResultReadFailed;
   }
   const bool oldStyle = page->codecBuffer[0] == 0 && (page->codecBuffer[1] & 1) != 0;
-  state->flags = oldStyle ? kOldStyle : 0u;
+  state->bitOrder = oldStyle ? BitOrder::kLsbFirst : BitOrder::kMsbFirst;
   state->codeWidth = kFirstWidth;
   state->maxCode = WidthThreshold(state, kFirstWidth);
   state->nextCode = kFirstFreeCode;
   state->previousCode = kNoCode;
+  state->previousPlaced = false;
+  state->previousStart = kHistoryStart;
+  state->historyEnd = kHistoryStart;
+  state->delivered = kHistoryStart;
   state->lastByte = -1;
   state->bitPosition = 0;
   state->bitLimit = int64_t{state->inputByteCount} * 8 - kUnreadBits;
   state->stackDepth = 0;
-  state->pendingPosition = 0;
-  state->pendingEnd = 0;
   const bool wideCodes = page->fileOptions != nullptr && (page->fileOptions->flags & kReadLzw13Bit) != 0;
   state->widthLimit = wideCodes ? kWideWidthLimit : kPlainWidthLimit;
   return kResultOk;
@@ -429,16 +578,14 @@ int32_t TIFLZWDecode(TifPage* page, uint8_t* out, uint32_t byteCount, int32_t, L
     return kResultOk;
   }
   uint8_t* const end = out + byteCount;
-  out = TakePending(decoder, out, end);
+  out = Deliver(decoder, out, end);
+  auto result = CodeResult::kGoOn;
   while (out != end) {
-    if (decoder->stackDepth == 0) {
-      out = (decoder->flags & kOldStyle) != 0 ? DecodeRegularCodes<BitOrder::kLsbFirst>(page, decoder, out, end)
-                                              : DecodeRegularCodes<BitOrder::kMsbFirst>(page, decoder, out, end);
-      if (out == end) {
-        break;
-      }
+    if (result == CodeResult::kCleared || decoder->historyEnd >= kHistoryLimit) {
+      RestartHistory(decoder);
     }
-    const CodeResult result = DecodeCode(page, decoder, &out, end);
+    result = FillHistory(page, decoder, static_cast<size_t>(end - out));
+    out = Deliver(decoder, out, end);
     if (result == CodeResult::kCorrupt) {
       return kResultLzwOverflow;
     }

@@ -1,12 +1,13 @@
 // LZW encoding: the bytes of one strip into a stream of codes, which goes through the page's codecBuffer to codecFile.
 // The strip writer and the bare LZW save are the users.
 //
-// The table holds one word a string: the byte that continues it, the code that it continues, and its own code. Codes
-// gather in a 64-bit word that is stored whole after each of them.
+// The table is hashed and holds one word a string: its last byte, the code that this byte continues, and its own code.
+// Codes gather in a 64-bit word that is stored whole after each of them.
 
 #include "Tif_lzw/LzwCodec.h"
 
 #include <cstring>
+#include <numeric>
 
 #include "tif_com/ByteOrder.h"
 #include "tif_com/Memory.h"
@@ -16,11 +17,19 @@ namespace {
 constexpr uint32_t kFirstFreeCode = 258;
 constexpr uint32_t kTableFullCode = 4094; // a Clear goes out when this code would be the next
 constexpr uint32_t kFirstWidth = 9;
-constexpr uint32_t kSlots = 8192; // a power of 2, more than twice the codes
-constexpr uint32_t kSlotMask = kSlots - 1;
-constexpr uint32_t kFreeSlot = 0xFFFFFFFFu; // the key of byte 255 behind code 4095, a code that never comes
 constexpr uint32_t kCodeBits = 12;
-constexpr uint32_t kCodeMask = (1u << kCodeBits) - 1;
+constexpr uint32_t kCodes = 1u << kCodeBits;
+constexpr uint32_t kCodeMask = kCodes - 1;
+
+// The strings that end in one byte have a column of slots, one for each code they may continue; columns overlap, and
+// lie so that bytes close to each other have columns far apart.
+constexpr uint32_t kColumnSpacing = 32;
+constexpr uint32_t kColumnFactor = 149;
+constexpr uint32_t kSlots = kCodes + 255 * kColumnSpacing;
+constexpr uint32_t kProbeStep = 4099;       // where another string has the slot: has no divisor in common with kSlots
+constexpr uint32_t kFreeSlot = 0xFFFFFFFFu; // the key of byte 255 behind code 4095, a code that never comes
+static_assert(std::gcd(kSlots, kProbeStep) == 1);
+
 constexpr int32_t kNothingRead = -1;
 constexpr uint32_t kStoreBytes = sizeof(uint64_t); // bytes that the output store touches
 constexpr uint32_t kCheckInterval = 10000;         // input bytes between two ratio checks
@@ -48,13 +57,16 @@ struct LzwEncoder {
   uint8_t* buffer; // the page's codecBuffer, or `small` when that is too short for a store
   uint32_t bufferSize;
   uint8_t small[2 * kStoreBytes];
-  uint32_t slots[kSlots]; // byte, prefix code and code of each string
+  uint32_t slots[kSlots];      // byte, prefix code and code of each string
+  uint16_t slotOfCode[kCodes]; // for clearing the slots in use
 };
 
 namespace {
 
 void ClearTable(LzwEncoder* encoder) {
-  std::memset(encoder->slots, 0xFF, sizeof encoder->slots);
+  for (uint32_t code = kFirstFreeCode; code < encoder->nextCode; ++code) {
+    encoder->slots[encoder->slotOfCode[code]] = kFreeSlot;
+  }
   encoder->nextCode = kFirstFreeCode;
   encoder->nextCheck = kCheckInterval;
   encoder->ratio = 0;
@@ -131,18 +143,79 @@ void FinishCode(TifPage* page, LzwEncoder* encoder) {
   }
 }
 
-inline uint32_t FirstSlot(uint32_t byte, uint32_t code) {
-  return (byte << 5) ^ code;
+// Input bytes until the next ratio check is due; no input is so long when it is off.
+uint64_t BytesToRatioCheck(const TifPage* page, const LzwEncoder* encoder) {
+  if (page->lzwRatioCheck == 0) {
+    return UINT64_MAX;
+  }
+  return encoder->inputCount >= encoder->nextCheck ? 0 : encoder->nextCheck - encoder->inputCount;
+}
+
+// The slot that holds a key, or the free one where it belongs; `slot` is one that another key has.
+uint32_t ProbeSlots(const uint32_t* slots, uint32_t slot, uint32_t key) {
+  do {
+    slot = slot >= kProbeStep ? slot - kProbeStep : slot + (kSlots - kProbeStep);
+  } while (slots[slot] != kFreeSlot && slots[slot] >> kCodeBits != key);
+  return slot;
+}
+
+// Encodes until the width, the table or the ratio is due, so that a code is put and its successor entered with no other
+// look, or to the end of the input. Gives the place reached; `*due` says why.
+const uint8_t* EncodeSteadily(TifPage* page, LzwEncoder* encoder, const uint8_t* at, const uint8_t* end, bool* due) {
+  const uint8_t* const start = at;
+  const uint64_t toCheck = BytesToRatioCheck(page, encoder);
+  const uint32_t width = encoder->codeWidth;
+  const uint32_t firstCode = encoder->nextCode;
+  const uint32_t lastCode = encoder->maxCode < kTableFullCode - 1 ? encoder->maxCode : kTableFullCode - 1;
+  uint32_t* const slots = encoder->slots;
+  uint32_t nextCode = firstCode;
+  auto current = static_cast<uint32_t>(encoder->currentCode);
+  CodeOutput output = encoder->output;
+  *due = false;
+  while (at != end && !*due) {
+    const uint32_t byte = *at++;
+    const uint32_t key = byte << kCodeBits | current;
+    const uint32_t column = (byte * kColumnFactor & 255) * kColumnSpacing;
+    const uint32_t* columnSlots = slots + column;
+    asm("" : "+r"(columnSlots)); // keeps this sum for itself: the next code then waits for one load and nothing else
+    uint32_t entry = columnSlots[current];
+    if (entry >> kCodeBits == key) [[likely]] {
+      current = entry & kCodeMask;
+      continue;
+    }
+    uint32_t slot = column + current;
+    if (entry != kFreeSlot) {
+      slot = ProbeSlots(slots, slot, key);
+      entry = slots[slot];
+      if (entry != kFreeSlot) {
+        current = entry & kCodeMask;
+        continue;
+      }
+    }
+    PutBits(page, encoder, &output, current, width);
+    slots[slot] = key << kCodeBits | nextCode;
+    encoder->slotOfCode[nextCode] = static_cast<uint16_t>(slot);
+    current = byte;
+    *due = nextCode++ == lastCode || static_cast<uint64_t>(at - start) >= toCheck;
+  }
+  encoder->currentCode = static_cast<int32_t>(current);
+  encoder->nextCode = nextCode;
+  encoder->inputCount += static_cast<uint64_t>(at - start);
+  encoder->outputBits += uint64_t{nextCode - firstCode} * width;
+  encoder->output = output;
+  return at;
 }
 
 } // namespace
 
 int32_t TIFLZWEncodeStart(TifPage* page, LzwEncoder** encoder) {
   if (*encoder == nullptr) {
-    *encoder = static_cast<LzwEncoder*>(TIFAllocZero(1, sizeof(LzwEncoder)));
+    *encoder = static_cast<LzwEncoder*>(TIFAlloc(1, sizeof(LzwEncoder)));
     if (*encoder == nullptr) {
       return kResultNoMemory;
     }
+    std::memset((*encoder)->slots, 0xFF, sizeof(*encoder)->slots);
+    (*encoder)->nextCode = kFirstFreeCode;
   }
   LzwEncoder* state = *encoder;
   ClearTable(state);
@@ -150,7 +223,6 @@ int32_t TIFLZWEncodeStart(TifPage* page, LzwEncoder** encoder) {
   state->maxCode = (1u << kFirstWidth) - 1;
   state->currentCode = kNothingRead;
   state->output = {0, 0, 0};
-  state->bufferSize = 0;
   ChooseBuffer(page, state);
   return kResultOk;
 }
@@ -166,43 +238,13 @@ int32_t TIFLZWEncode(TifPage* page, const uint8_t* data, uint32_t byteCount, int
     ++encoder->inputCount;
     encoder->currentCode = *at++;
   }
-
-  const bool checkRatio = page->lzwRatioCheck != 0;
-  uint32_t* const slots = encoder->slots;
-  CodeOutput output = encoder->output;
-  const uint8_t* counted = at; // input up to here is in inputCount
-  auto current = static_cast<uint32_t>(encoder->currentCode);
   while (at != end) {
-    const uint32_t byte = *at++;
-    const uint32_t key = byte << kCodeBits | current;
-    uint32_t slot = FirstSlot(byte, current);
-    uint32_t entry = slots[slot];
-    while (entry >> kCodeBits != key && entry != kFreeSlot) {
-      slot = (slot - 1) & kSlotMask;
-      entry = slots[slot];
-    }
-    if (entry != kFreeSlot) {
-      current = entry & kCodeMask;
-      continue;
-    }
-    PutBits(page, encoder, &output, current, encoder->codeWidth);
-    encoder->outputBits += encoder->codeWidth;
-    slots[slot] = key << kCodeBits | encoder->nextCode;
-    ++encoder->nextCode;
-    current = byte;
-    const auto input = static_cast<uint64_t>(at - counted);
-    if (encoder->nextCode > encoder->maxCode || encoder->nextCode == kTableFullCode ||
-        (checkRatio && encoder->inputCount + input >= encoder->nextCheck)) [[unlikely]] {
-      encoder->inputCount += input;
-      counted = at;
-      encoder->output = output;
+    bool due;
+    at = EncodeSteadily(page, encoder, at, end, &due);
+    if (due) {
       FinishCode(page, encoder);
-      output = encoder->output;
     }
   }
-  encoder->inputCount += static_cast<uint64_t>(end - counted);
-  encoder->output = output;
-  encoder->currentCode = static_cast<int32_t>(current);
   return kResultOk;
 }
 

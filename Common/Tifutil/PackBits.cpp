@@ -133,6 +133,86 @@ bool CopyLiteral(PackBitsInput* input, uint8_t** out, uint32_t* wanted, uint32_t
   return true;
 }
 
+// Exactly `length` bytes, at least one: in pieces of sixteen, the last of which goes over bytes already done. Short
+// pieces are the rule, for which a call would cost more than the copy.
+inline void CopyPiece(uint8_t* out, const uint8_t* source, uint32_t length) {
+  if (length >= 16) {
+    for (uint32_t at = 0; at + 16 < length; at += 16) {
+      std::memcpy(out + at, source + at, 16);
+    }
+    std::memcpy(out + length - 16, source + length - 16, 16);
+  } else if (length >= 8) {
+    const uint64_t front = LoadU64LE(source);
+    StoreU64LE(out + length - 8, LoadU64LE(source + length - 8));
+    StoreU64LE(out, front);
+  } else if (length >= 4) {
+    const uint32_t front = LoadU32LE(source);
+    StoreU32LE(out + length - 4, LoadU32LE(source + length - 4));
+    StoreU32LE(out, front);
+  } else {
+    out[0] = source[0];
+    out[length / 2] = source[length / 2];
+    out[length - 1] = source[length - 1];
+  }
+}
+
+inline void FillPiece(uint8_t* out, uint8_t value, uint32_t length) {
+  const uint64_t pattern = kLowBits * value;
+  if (length >= 8) {
+    for (uint32_t at = 0; at + 8 < length; at += 8) {
+      StoreU64LE(out + at, pattern);
+    }
+    StoreU64LE(out + length - 8, pattern);
+  } else if (length >= 4) {
+    StoreU32LE(out, static_cast<uint32_t>(pattern));
+    StoreU32LE(out + length - 4, static_cast<uint32_t>(pattern));
+  } else {
+    out[0] = value;
+    out[length / 2] = value;
+    out[length - 1] = value;
+  }
+}
+
+// Packets that lie in the block whole and end within the request: no look at the block's end or the request's in
+// between.
+void DecodeWholePackets(PackBitsInput* input, uint8_t** out, uint32_t* wanted) {
+  const uint8_t* at = input->block + input->position;
+  const uint8_t* const last = input->block + kPackBitsInputBlock - (kLongestPiece + 1); // room for any packet
+  uint8_t* target = *out;
+  uint8_t* const end = target + *wanted;
+  while (at <= last) {
+    const uint8_t control = *at;
+    const auto room = static_cast<size_t>(end - target);
+    if (control < kNoOperation) {
+      const uint32_t length = control + 1u;
+      if (length > room) {
+        break;
+      }
+      CopyPiece(target, at + 1, length);
+      target += length;
+      at += length + 1;
+    } else if (control > kNoOperation) {
+      const uint32_t length = kRunBase - control;
+      if (length > room) {
+        break;
+      }
+      FillPiece(target, at[1], length);
+      target += length;
+      at += 2;
+    } else {
+      ++at;
+    }
+    if (target == end) {
+      break;
+    }
+  }
+  const auto position = static_cast<uint32_t>(at - input->block);
+  input->taken += position - input->position;
+  input->position = position;
+  *out = target;
+  *wanted = static_cast<uint32_t>(end - target);
+}
+
 } // namespace
 
 void TIFPackBitsEncodeRow(uint8_t** cursor, const uint8_t* source, uint32_t byteCount) {
@@ -160,6 +240,12 @@ uint32_t TIFPackBitsReadStream(uint8_t* out, VxFileHandle file, uint32_t wanted,
                                uint32_t* position, BitOrder order) {
   PackBitsInput input = {file, inputBlock, *position, 0, 0, order};
   while (wanted != 0 && Fill(&input)) {
+    if (input.position + kLongestPiece + 1 <= kPackBitsInputBlock) {
+      DecodeWholePackets(&input, &out, &wanted);
+      if (wanted == 0 || !Fill(&input)) {
+        break;
+      }
+    }
     const uint8_t control = Take(&input);
     if (control < kNoOperation) {
       if (!CopyLiteral(&input, &out, &wanted, control + 1u)) {

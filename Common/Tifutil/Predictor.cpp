@@ -22,6 +22,7 @@ constexpr uint32_t kWideBytes = 16;
 
 using Lanes8 = uint8_t __attribute__((vector_size(kWideBytes)));
 using Lanes16 = uint16_t __attribute__((vector_size(kWideBytes)));
+using Lanes64 = uint64_t __attribute__((vector_size(kWideBytes)));
 
 template <typename Sample> struct WideOf;
 template <> struct WideOf<uint8_t> { using Lanes = Lanes8; };
@@ -74,57 +75,80 @@ template <SampleSwap swap, typename Lanes> inline Lanes InHostOrder(Lanes lanes)
   }
 }
 
-// Adds the pixels in front of each pixel of a register to it: after one addition each lane holds two pixels' sum, then
-// four, and so on.
-template <uint32_t stepBytes, typename Lanes> inline Lanes SumWithin(Lanes lanes) {
-  lanes += MoveUp<stepBytes>(lanes);
-  if constexpr (2 * stepBytes < kWideBytes) {
-    lanes += MoveUp<2 * stepBytes>(lanes);
+// Every lane becomes the lane at the front of the register.
+template <typename Lanes> inline Lanes Spread(Lanes lanes) {
+  if constexpr (sizeof lanes[0] == 1) {
+    return __builtin_shufflevector(lanes, lanes, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  } else {
+    return __builtin_shufflevector(lanes, lanes, 0, 0, 0, 0, 0, 0, 0, 0);
   }
-  if constexpr (4 * stepBytes < kWideBytes) {
-    lanes += MoveUp<4 * stepBytes>(lanes);
-  }
-  if constexpr (8 * stepBytes < kWideBytes) {
-    lanes += MoveUp<8 * stepBytes>(lanes);
-  }
-  return lanes;
 }
 
-// Sums the whole registers of a row and gives the place behind the last pixel done, whose sums stand in front of it.
-// A register that is no multiple of the pixel stores some bytes of the next pixel, which is why that is loaded before.
-template <typename Sample, SampleSwap swap, uint32_t step> uint32_t SumWide(uint8_t* row, uint32_t total) {
+// Sums whole registers of pixels of one sample and gives the place behind them. Within a register each lane first takes
+// the lane in front of it, then those two, four and eight lanes ahead; what goes on from register to register is one
+// addition.
+template <typename Sample, SampleSwap swap> uint32_t SumSingleSamples(uint8_t* row, uint32_t total) {
   using Lanes = typename WideOf<Sample>::Lanes;
-  constexpr uint32_t kStepBytes = step * sizeof(Sample);
-  constexpr uint32_t kUsed = kWideBytes / kStepBytes * kStepBytes;
-  if (total < kWideBytes) {
+  Lanes carried = {};
+  uint32_t at = 0;
+  for (; total - at >= kWideBytes; at += kWideBytes) {
+    Lanes lanes = InHostOrder<swap>(LoadLanes<Lanes>(row + at));
+    if constexpr (sizeof(Sample) == 1) {
+      lanes += MoveUp<1>(lanes);
+    }
+    lanes += MoveUp<2>(lanes);
+    lanes += MoveUp<4>(lanes);
+    lanes += MoveUp<8>(lanes);
+    const Lanes sums = InHostOrder<swap>(lanes + Spread(carried));
+    carried += MoveDown<kWideBytes - sizeof(Sample)>(lanes);
+    std::memcpy(row + at, &sums, kWideBytes);
+  }
+  return at;
+}
+
+// Four or eight bytes of a row, in memory order.
+template <uint32_t bytes> inline uint64_t LoadPixel(const uint8_t* place) {
+  return bytes == 4 ? LoadU32LE(place) : LoadU64LE(place);
+}
+template <uint32_t bytes> inline void StorePixel(uint8_t* place, uint64_t pixel) {
+  if constexpr (bytes == 4) {
+    StoreU32LE(place, static_cast<uint32_t>(pixel));
+  } else {
+    StoreU64LE(place, pixel);
+  }
+}
+
+// Sums pixels of 3 to 8 bytes, a pixel to a register, and gives the place behind the last one done. A store may spoil
+// the front of the next pixel, which is why that is loaded before.
+template <typename Sample, SampleSwap swap, uint32_t stepBytes> uint32_t SumRegisters(uint8_t* row, uint32_t total) {
+  using Lanes = typename WideOf<Sample>::Lanes;
+  constexpr uint32_t kAccess = stepBytes <= 4 ? 4 : 8;
+  if (total < kAccess) {
     return 0;
   }
-  uint32_t at = 0;
-  Lanes carried = {};
-  Lanes next = LoadLanes<Lanes>(row);
-  for (;;) {
-    Lanes lanes = SumWithin<kStepBytes>(InHostOrder<swap>(next) + carried);
-    const bool last = total - at < kUsed + kWideBytes;
-    if (!last) {
-      next = LoadLanes<Lanes>(row + at + kUsed);
-    }
-    carried = MoveDown<kWideBytes - kStepBytes>(MoveUp<kWideBytes - kUsed>(lanes));
-    lanes = InHostOrder<swap>(lanes);
-    if (last) {
-      std::memcpy(row + at, &lanes, kUsed);
-      return at + kUsed;
-    }
-    std::memcpy(row + at, &lanes, kWideBytes);
-    at += kUsed;
+  Lanes sum = {};
+  uint64_t next = LoadPixel<kAccess>(row);
+  uint8_t* place = row;
+  const uint8_t* const last = row + (total - kAccess) / stepBytes * stepBytes; // the last pixel with a whole load
+#pragma GCC unroll 4
+  for (; place != last; place += stepBytes) {
+    sum += InHostOrder<swap>(reinterpret_cast<Lanes>(Lanes64{next, 0}));
+    next = LoadPixel<kAccess>(place + stepBytes);
+    StorePixel<kAccess>(place, reinterpret_cast<Lanes64>(InHostOrder<swap>(sum))[0]);
   }
+  sum = InHostOrder<swap>(sum + InHostOrder<swap>(reinterpret_cast<Lanes>(Lanes64{next, 0})));
+  std::memcpy(place, &sum, stepBytes);
+  return static_cast<uint32_t>(place - row) + stepBytes;
 }
 
 // Sums pixels of `step` samples over `total` bytes.
 template <typename Sample, SampleSwap swap, uint32_t step> void SumPixels(uint8_t* row, uint32_t total) {
   constexpr uint32_t kStepBytes = step * sizeof(Sample);
   uint32_t at = 0;
-  if constexpr (kHasWideLanes && kStepBytes * 2 <= kWideBytes) {
-    at = SumWide<Sample, swap, step>(row, total);
+  if constexpr (kHasWideLanes && step == 1) {
+    at = SumSingleSamples<Sample, swap>(row, total);
+  } else if constexpr (kHasWideLanes && kStepBytes > 2) {
+    at = SumRegisters<Sample, swap, kStepBytes>(row, total);
   }
   Sample sums[step] = {};
   if (at != 0) {

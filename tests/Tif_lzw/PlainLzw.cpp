@@ -195,10 +195,10 @@ void PlainEncoder::CheckRatio() {
   } else {
     now = outputBits >> 8 == 0 ? 0x7FFFFFFF : inputCount / (outputBits >> 8);
   }
+  ratios.push_back(now);
   if (now >= ratio) {
     ratio = now;
   } else {
-    ++ratioResets;
     Restart();
   }
 }

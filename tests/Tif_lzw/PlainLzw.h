@@ -48,7 +48,7 @@ struct PlainEncoder {
   std::vector<uint8_t> bytes;
   uint32_t bitPosition = 0;
   bool ratioCheck = false;
-  uint32_t ratioResets = 0; // how often the ratio check cleared the table
+  std::vector<int64_t> ratios; // of every check
 
   void Encode(const uint8_t* data, size_t byteCount);
   void PutCode(uint32_t code);
