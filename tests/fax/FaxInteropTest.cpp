@@ -19,12 +19,9 @@ namespace {
 // A folder for the tools' files, removed at the end.
 class ToolFolder {
 public:
-  ToolFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vxfax-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      ADD_FAILURE() << "no temporary folder";
-    }
-    folder_ = pattern;
+  ToolFolder() : folder_(name_.Path()) {
+    folder_ += ".d";
+    std::filesystem::create_directory(folder_);
   }
   ~ToolFolder() {
     std::error_code ignored;
@@ -52,6 +49,7 @@ public:
   }
 
 private:
+  TempFile name_;
   std::filesystem::path folder_;
 };
 

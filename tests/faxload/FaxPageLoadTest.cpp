@@ -1,7 +1,6 @@
 // fltLoad of fax pages: what the page's fields make of the codec's records, resolutions, strips, tiles and marks.
 
-#include <cstdlib>
-#include <fstream>
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
@@ -300,29 +299,6 @@ TEST_P(FaxPageLoad, MarksOfFilesOutOfOrder) {
   LoadHost more(longer.Build(), 64, 40);
   EXPECT_EQ(more.Load(), 1);
   EXPECT_TRUE(more.Holds(page));
-}
-
-TEST(FaxPageLoadOfTools, PagesOfTiffcpLoadBitForBit) {
-  const KernelGuard guard;
-  const TempFile plain;
-  const TempFile coded;
-  for (const PageKind kind : {PageKind::kText, PageKind::kNoise, PageKind::kRuns}) {
-    const TestPage page = MakePage(kind, 1728, 70, 12);
-    for (const uint16_t photometric : {uint16_t{0}, uint16_t{1}}) {
-      TiffDirectory directory = FaxPage(page, 1).Long(278, {70}).Strips({page.rows});
-      directory.Remove(262).Short(262, {photometric});
-      plain.Write(FileOf(directory, FileOrder::kLittle));
-      for (const char* options : {"-c g3:1d", "-c g3:1d:fill", "-c g3:2d", "-c g3:2d:fill -s -r 9", "-c g4", "-c g4 -B",
-                                  "-c g4 -f lsb2msb", "-c g4 -t -w 128 -l 32", "-c g3:2d -B -s -r 9"}) {
-        const std::string command =
-            std::string("tiffcp ") + options + " '" + plain.Path().string() + "' '" + coded.Path().string() + "'";
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
-        LoadHost host(coded.Read(), 1728, 70);
-        EXPECT_EQ(host.Load(), 1);
-        EXPECT_TRUE(host.Holds(page)) << options << " photometric " << photometric;
-      }
-    }
-  }
 }
 
 } // namespace
