@@ -140,16 +140,22 @@ bool TIFFileMayHold(const TifFile* file, uint32_t offset, uint64_t bytes) {
   return bytes <= UINT32_MAX && (end == kSeekFailed || offset + bytes <= end);
 }
 
+int32_t TIFReadTagBlock(const TifFile* file, uint32_t type, uint32_t count, uint32_t fileOffset, uint64_t byteSize,
+                        void** out) {
+  const int32_t result = ReadBlock(file, fileOffset, byteSize, out);
+  if (result == kResultOk && !TIFIsLittle(file)) {
+    SwapClipped(*out, type, count, byteSize);
+  }
+  return result;
+}
+
 int32_t TIFLoadTagBlock(const TifFile* file, uint32_t type, uint32_t count, uint32_t fileOffset, uint64_t byteSize,
                         TifTagRecord* record) {
   void* block = nullptr;
-  if (ReadBlock(file, fileOffset, byteSize, &block) != kResultOk) {
+  if (TIFReadTagBlock(file, type, count, fileOffset, byteSize, &block) != kResultOk) {
     record->data = nullptr;
     record->storage &= ~static_cast<uint32_t>(kStorageOwned);
     return 0;
-  }
-  if (!TIFIsLittle(file)) {
-    SwapClipped(block, type, count, byteSize);
   }
   record->data = block;
   record->storage = kStorageBlock | kStorageOwned;

@@ -20,8 +20,12 @@ int32_t TIFWriteLongArray(const TifFile* file, const uint32_t* values, uint32_t 
 // file cannot claim a large block. Moves the file position.
 bool TIFFileMayHold(const TifFile* file, uint32_t offset, uint64_t bytes);
 
-// One block of `byteSize` bytes at `fileOffset`, of `count` elements (the swapping of a big-endian file's value is
-// clipped to the block), into the record. 1, or 0 with nothing loaded.
+// One block of `byteSize` bytes at `fileOffset`, of `count` elements in host order (the swapping of a big-endian file's
+// value is clipped to the block). The caller frees it. 1, -1, -7.
+int32_t TIFReadTagBlock(const TifFile* file, uint32_t type, uint32_t count, uint32_t fileOffset, uint64_t byteSize,
+                        void** out);
+
+// The same into a record. 1, or 0 with nothing loaded.
 int32_t TIFLoadTagBlock(const TifFile* file, uint32_t type, uint32_t count, uint32_t fileOffset, uint64_t byteSize,
                         TifTagRecord* record);
 

@@ -232,9 +232,9 @@ uint32_t Halves(const TifTagRecord* record, uint32_t index) {
   return index == 0 ? record->value & 0xFFFF : record->value >> 16;
 }
 
-// The numbers of a table in memory; a block that is shorter than its count says gives what it has.
-void LongsFromBlock(const TifTagRecord* record, uint32_t* longs) {
-  const auto* const bytes = static_cast<const uint8_t*>(record->data);
+// The numbers of a table's bytes in host order; a block that is shorter than its count says gives what it has.
+void LongsFromBlock(const TifTagRecord* record, const void* block, uint32_t* longs) {
+  const auto* const bytes = static_cast<const uint8_t*>(block);
   if (record->type == kTypeShort) {
     for (uint32_t i = 0; i < record->count; ++i) {
       longs[i] = LoadU16LE(bytes + size_t{2} * i);
@@ -251,21 +251,21 @@ int32_t LongsFromSource(const TifFile* source, const TifTagRecord* record, uint3
   if (source == nullptr) {
     return kResultNullPointer;
   }
-  TifTagRecord loaded = *record;
+  void* block = nullptr;
   const uint64_t bytes = TIFValueBytes(record->type, record->count);
-  if (TIFLoadTagBlock(source, record->type, record->count, record->value, bytes, &loaded) == 0) {
-    return kResultReadFailed;
+  const int32_t result = TIFReadTagBlock(source, record->type, record->count, record->value, bytes, &block);
+  if (result == kResultOk) {
+    LongsFromBlock(record, block, longs);
+    TIFFree(block);
   }
-  LongsFromBlock(&loaded, longs);
-  TIFFree(loaded.data);
-  return kResultOk;
+  return result;
 }
 
 int32_t FillLongs(const TifFile* source, const TifTagRecord* record, uint32_t* longs) {
   const bool isShort = record->type == kTypeShort;
   const bool isBlock = Kind(record) == kStorageBlock && record->data != nullptr;
   if (isBlock) {
-    LongsFromBlock(record, longs);
+    LongsFromBlock(record, record->data, longs);
     return kResultOk;
   }
   if (isShort && record->count <= 2) {
