@@ -81,6 +81,7 @@ uint32_t Reachable::WalkDirectory(uint32_t at, Parent parent) {
     WalkPieces(entries, 273, 279);
     WalkPieces(entries, 324, 325);
     WalkJpeg(entries);
+    MarkHeadedStrip(entries, U32(at + 2 + 12 * count));
   }
   return U32(at + 2 + 12 * count);
 }
@@ -140,6 +141,21 @@ void Reachable::WalkJpeg(const std::vector<Entry>& entries) {
       }
       Mark(table, length);
     }
+  }
+}
+
+// The entry of a single strip behind a JPEG header names the header, so that no tag tells where the strip ends: it is
+// the last thing of its page.
+void Reachable::MarkHeadedStrip(const std::vector<Entry>& entries, uint32_t next) {
+  uint32_t strip = 0;
+  uint32_t stream = 0;
+  for (const Entry& entry : entries) {
+    strip = entry.tag == 273 && entry.count == 1 ? U32(entry.place) : strip;
+    stream = entry.tag == 513 ? U32(entry.place) : stream;
+  }
+  const size_t end = next != 0 ? next : bytes_.size();
+  if (stream != 0 && strip == stream && stream < end) {
+    Mark(stream, end - stream);
   }
 }
 

@@ -35,6 +35,7 @@ private:
   void WalkChildren(const Entry& entry, Parent parent);
   void WalkPieces(const std::vector<Entry>& entries, uint16_t offsetsTag, uint16_t countsTag);
   void WalkJpeg(const std::vector<Entry>& entries);
+  void MarkHeadedStrip(const std::vector<Entry>& entries, uint32_t next);
 
   FileBytes bytes_;
   FileOrder order_;
