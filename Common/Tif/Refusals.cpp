@@ -10,19 +10,3 @@ int32_t fltLoadCMYKArrayTIF(FilterLoadCMYKRequest*) {
 int32_t fltGetStampTIF(FilterStampRequest*) {
   return kResultNoStamp;
 }
-
-int32_t fltSaveCMYKArrayTIF(FilterSaveCMYKRequest*) {
-  return kResultFormatNotSaved;
-}
-
-int32_t fltStartSaveDataTIF(FilterSaveDataRequest*) {
-  return kResultFormatNotSaved;
-}
-
-int32_t fltSaveDataTIF(FilterSaveDataRequest*) {
-  return kResultFormatNotSaved;
-}
-
-int32_t fltStopSaveDataTIF(FilterSaveDataRequest*) {
-  return kResultFormatNotSaved;
-}
