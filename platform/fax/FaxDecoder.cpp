@@ -151,7 +151,9 @@ int32_t DecodeBand(PageDecoding* page, uint64_t firstPiece, int32_t rows, uint8_
     const int64_t rest = page->width - left;
     const int32_t visible = rest < page->pieceWidth ? static_cast<int32_t>(rest) : page->pieceWidth;
     for (int32_t row = 0; row < rows; ++row) {
-      FaxReadPieceRow(&page->piece, pieceRow, visible);
+      if (!FaxReadPieceRow(&page->piece, pieceRow, visible)) {
+        break; // white from here on, as the band is
+      }
       MergeRow(band + static_cast<size_t>(row) * rowBytes, static_cast<size_t>(left), pieceRow, visible);
     }
   }
