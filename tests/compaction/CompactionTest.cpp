@@ -481,6 +481,38 @@ TEST_P(Compaction, FaultsAtEveryStepLeaveNothingOpenAndAReadableDestination) {
   }
 }
 
+// A byte changed anywhere in the source, and in the destination that takes the page.
+TEST_P(Compaction, ChangedBytesEndWithoutDamage) {
+  const FileBytes source = RichFile(GetParam());
+  const FileBytes destination = Pages(GetParam(), 1, 2);
+  const TempFile from(source);
+  const TempFile to(destination);
+  KernelGuard guard;
+  const auto compact = [&] {
+    SaveOptions options = {};
+    options.pageNumber = 2;
+    options.flags = kSaveReplacePage;
+    FilterCompactRequest request = {from.Name(), to.Name(), 4, nullptr, &options};
+    EXPECT_LE(fltCompact(&request), kResultOk);
+  };
+  for (size_t at = 4; at < source.size(); ++at) {
+    for (uint8_t value : {uint8_t{0}, uint8_t{8}, uint8_t{0xFF}}) {
+      FileBytes bytes = source;
+      bytes[at] = value;
+      from.Write(bytes);
+      to.Write(destination);
+      compact();
+    }
+  }
+  from.Write(source);
+  for (size_t at = 0; at < destination.size(); ++at) {
+    FileBytes bytes = destination;
+    bytes[at] = static_cast<uint8_t>(bytes[at] + 0x55);
+    to.Write(bytes);
+    compact();
+  }
+}
+
 // --- its parts ------------------------------------------------------------------------------------------------------
 
 TEST_P(Compaction, NextDirectoryOffsetIsZeroForAnythingWrong) {

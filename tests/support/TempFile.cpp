@@ -39,6 +39,9 @@ FileBytes TempFile::Read() const {
 }
 
 void TempFile::Write(const FileBytes& bytes) const {
+  // A file made anew: emptying an old one costs some file systems a wait for the disk.
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
   std::ofstream stream(path_, std::ios::binary | std::ios::trunc);
   stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   stream.close();

@@ -458,6 +458,25 @@ TEST_P(SetTag, FailuresAtAnyStepLeaveTheChainWhole) {
   }
 }
 
+TEST_P(SetTag, ChangedBytesEndWithoutDamage) {
+  TiffBuilder builder(GetParam());
+  builder.AddPage(GrayPage(1, 1).Ascii(270, "a description").Sort());
+  builder.AddPage(GrayPage(2, 1));
+  const FileBytes whole = builder.Build();
+  const TempFile file(whole);
+  for (size_t at = 2; at < whole.size(); ++at) {
+    for (uint8_t value : {uint8_t{0}, uint8_t{8}, uint8_t{0xFF}}) {
+      FileBytes bytes = whole;
+      bytes[at] = value;
+      file.Write(bytes);
+      TagItems items;
+      items.Text(270, "short").Text(305, "a new one").Add(282, 5, 1, {1, 0, 0, 0, 1, 0, 0, 0}).Add(700, 3, 1, {1, 0});
+      EXPECT_LE(SetTags(file, items), kResultOk);
+      EXPECT_LT(file.Read().size(), 100'000u) << "byte " << at;
+    }
+  }
+}
+
 TEST_P(SetTag, FailingAllocationsAreMinusOneAndLeaveTheFileAlone) {
   const FileBytes before = PageWithText();
   bool finished = false;
