@@ -58,6 +58,11 @@ struct ArraySave {
   uint32_t passes; // 1, or the planes of a planar page
 };
 
+// By value: the fields of packed records stand at any address.
+uint64_t AtLeastZero(int32_t value) {
+  return value > 0 ? static_cast<uint64_t>(value) : 0;
+}
+
 bool IsPlanar(const ArraySave* save) {
   return (save->options->flags2 & kSavePlanar) != 0;
 }
@@ -141,7 +146,7 @@ int32_t TIFInterleaveRowSource(BitmapHandle*, BitmapHandle* descriptor, void* ro
       return result;
     }
   }
-  const auto pixels = static_cast<uint32_t>(std::max(context->bitmap->width, 0));
+  const auto pixels = static_cast<uint32_t>(AtLeastZero(context->bitmap->width));
   TIFInterleavePlanes(static_cast<uint8_t*>(rowBuffer), context->planeRows, context->planeCount, pixels,
                       static_cast<uint32_t>(context->bitsPerPixel));
   return kResultOk;
@@ -151,7 +156,7 @@ int32_t TIFInterleaveRowSource(BitmapHandle*, BitmapHandle* descriptor, void* ro
 uint64_t PlaneRowBytes(const ArraySave* save) {
   const auto width = static_cast<uint64_t>(save->request->bitmaps[0]->width);
   const uint64_t written = (width * static_cast<uint64_t>(save->request->bitsPerPlane) + 7) / 8;
-  const auto delivered = static_cast<uint64_t>(std::max(save->descriptor->bytesPerLine, 0));
+  const uint64_t delivered = AtLeastZero(save->descriptor->bytesPerLine);
   return (std::max({written, delivered, uint64_t{save->rows.rowBytes}}) + 3) & ~uint64_t{3};
 }
 
@@ -220,27 +225,23 @@ int32_t SetUpPlanes(ArraySave* save) {
   return SetUpInterleaving(save);
 }
 
-uint64_t PlaneDepth(const BitmapHandle* plane) {
-  return static_cast<uint64_t>(std::max(plane->bitsPerPixel, 0));
-}
-
 uint64_t ColumnOffset(const BitmapHandle* plane, const TifRowContext& rows, uint32_t column) {
-  return PlaneDepth(plane) * rows.tileWidth * column >> 3;
+  return AtLeastZero(plane->bitsPerPixel) * rows.tileWidth * column >> 3;
 }
 
 // As wide as source or output needs it, whichever is wider; never narrower than what the last column is read for.
 uint64_t RowBufferBytes(const ArraySave* save) {
   const TifRowContext& rows = save->rows;
-  uint64_t depth = static_cast<uint64_t>(std::max(save->descriptor->bitsPerPixel, save->request->bitsPerPlane));
+  uint64_t depth = std::max(AtLeastZero(save->descriptor->bitsPerPixel), AtLeastZero(save->request->bitsPerPlane));
   uint64_t lastColumn = 0;
   for (uint32_t plane = 0; plane < save->passes; ++plane) {
     const BitmapHandle* const bitmap = save->request->bitmaps[plane];
-    depth = std::max(depth, PlaneDepth(bitmap));
+    depth = std::max(depth, AtLeastZero(bitmap->bitsPerPixel));
     lastColumn = std::max(lastColumn, ColumnOffset(bitmap, rows, rows.tilesAcross - 1));
   }
   const uint64_t pixels = uint64_t{rows.tileWidth} * rows.tilesAcross;
   const uint64_t bits = depth * PlanesInRow(save) * pixels;
-  const auto delivered = static_cast<uint64_t>(std::max(save->descriptor->bytesPerLine, 0));
+  const uint64_t delivered = AtLeastZero(save->descriptor->bytesPerLine);
   return std::max({((bits + 31) >> 3) & ~uint64_t{3}, lastColumn + rows.rowBytes, delivered});
 }
 
