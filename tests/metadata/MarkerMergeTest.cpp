@@ -167,7 +167,8 @@ TEST_P(MarkerMerge, MakerNoteOfEitherFormIsWrittenAndItsEntryPointsNowhere) {
                 {form, 1, NewBytes().U16(1).EntryShort(1, 7).U32(0).bytes},
                 {small, 3, {}}};
   for (const auto& known : kCases) {
-    MarkerInput markers = Markers(TiffDirectory().Child(kExifIfd, known.exif));
+    // Little-endian: a count of 1 would make the note's place a byte value that no order changes.
+    MarkerInput markers = Markers(TiffDirectory().Child(kExifIfd, known.exif), FileOrder::kLittle);
     const MarkerTree tree(markers);
     auto* exif = static_cast<TifDirectory*>(const_cast<void*>(Get(tree.Tree(), kExifIfd).data));
     ASSERT_NE(exif, nullptr);
