@@ -77,7 +77,7 @@ int32_t ReadPlanes(PageLoad* load) {
   job.samples = 1;
   for (uint32_t plane = 0; plane < load->target.planeCount; ++plane) {
     job.target = load->target.planes[plane];
-    job.firstSlot = slots > UINT32_MAX ? (plane == 0 ? 0 : UINT32_MAX) : plane * slots;
+    job.firstSlot = plane * slots;
     const int32_t result = TIFReadStrips(&job);
     if (result != kResultOk) {
       return result;

@@ -12,23 +12,16 @@
 #include "Tif/FaxLoad.h"
 #include "Tif/LoadState.h"
 #include "Tif/PageLayout.h"
+#include "Tif/PageOpening.h"
 #include "Tif/RawLoad.h"
 #include "Tif/RawPackBits.h"
 #include "Tif/Siblings.h"
 #include "Tifutil/PagePalette.h"
 #include "Tifutil/PageParser.h"
-#include "tif_com/FileAccess.h"
 #include "tif_com/Memory.h"
 #include "tif_com/Tags.h"
 
 namespace {
-
-constexpr FileOptions kNoOptions = {};
-
-// Stands in for a row callback that the request does not have.
-int32_t RefuseRows(FileInfoRecord*, BitmapHandle*, uint8_t*, uint32_t, int32_t, int32_t, intptr_t) {
-  return kResultInvalidParameter;
-}
 
 // 3. The raw formats have no TIFF structure and leave the driver here.
 bool IsRawFormat(const FileInfoRecord* fileInfo) {
@@ -62,29 +55,6 @@ int32_t LoadRaw(PageLoad* load) {
   default:
     return LoadRawPackBits(load);
   }
-}
-
-// 4. The page wanted; one past the end of the chain is the last.
-int32_t SeekPage(PageLoad* load) {
-  const FileOptions* const options = load->options;
-  const uint32_t start = (options->flags & kReadUseDirectoryOffset) != 0 ? options->directoryOffset : 0;
-  uint32_t reached = 0;
-  return TIFSeekPage(&load->file, static_cast<uint32_t>(options->pageNumber), start, &reached, PageSearch::kLenient);
-}
-
-// 5 and 6. Whatever the parser refuses the page for, the load calls it no valid page.
-int32_t ParsePage(PageLoad* load) {
-  auto* const page = static_cast<TifPage*>(TIFAllocZero(1, sizeof(TifPage)));
-  if (page == nullptr) {
-    return kResultNoMemory;
-  }
-  load->page = page;
-  page->fillOrder = kFillOrderMsbFirst;
-  page->photometricInterpretation = kPhotometricWhiteIsZero;
-  page->sampleFormat = kSampleUnsigned;
-  page->fileOptions = load->request->fileOptions;
-  const RgbMode rgb = (load->options->flags & kReadForceRgb) != 0 ? RgbMode::kForceRgb : RgbMode::kAsStored;
-  return TIFReadPageInfo(&load->file, page, ParseMode::kLoad, rgb) == kResultOk ? kResultOk : kResultNotTiff;
 }
 
 bool GoesWholeToSibling(const TifPage* page) {
@@ -316,9 +286,9 @@ int32_t LoadOpenFile(PageLoad* load) {
   if (IsRawFormat(load->request->fileInfo)) {
     return LoadRaw(load);
   }
-  int32_t result = SeekPage(load);
+  int32_t result = TIFSeekWantedPage(&load->file, load->options); // 4
   if (result == kResultOk) {
-    result = ParsePage(load);
+    result = TIFParseWantedPage(&load->file, load->request->fileOptions, kSampleUnsigned, &load->page); // 5 and 6
   }
   return result == kResultOk ? LoadParsedPage(load) : result;
 }
@@ -335,8 +305,8 @@ int32_t fltLoadTIF(FilterLoadRequest* request) {
   }
   PageLoad load = {};
   load.request = request;
-  load.options = request->fileOptions != nullptr ? request->fileOptions : &kNoOptions;
-  load.rowCallback = request->rowCallback != nullptr ? request->rowCallback : RefuseRows;
+  load.options = TIFOptionsOrNone(request->fileOptions);
+  load.rowCallback = TIFSinkOrRefusal(request->rowCallback);
   load.file.fileHandle = handle;
   load.context.request = request;
   load.context.status = kResultOk;

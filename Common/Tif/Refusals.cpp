@@ -2,11 +2,3 @@
 // and call everything. A function leaves this file when its work arrives.
 
 #include <vxtif/vxtif.h>
-
-int32_t fltLoadCMYKArrayTIF(FilterLoadCMYKRequest*) {
-  return kResultUnknownCompression;
-}
-
-int32_t fltGetStampTIF(FilterStampRequest*) {
-  return kResultNoStamp;
-}

@@ -144,7 +144,8 @@ StripSplit TIFNormalizeStrips(TifPage* page) {
 }
 
 uint64_t TIFSlotsOfPlane(const TifPage* page, StripSplit split, int32_t width, int32_t height) {
-  return TIFCeilDiv(height, split.rowsPerStrip) * TIFCeilDiv(width, page->tileWidth) * split.slotsPerStrip;
+  const uint64_t pieces = TIFCeilDiv(height, split.rowsPerStrip) * TIFCeilDiv(width, page->tileWidth);
+  return TIFSaturateU32(TIFSaturateU32(pieces) * uint64_t{split.slotsPerStrip}); // no table is longer
 }
 
 StripSlot TIFStripSlot(const TifPage* page, uint64_t index) {
