@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 
+#include "toolkit/BitmapRows.h"
 #include "toolkit/DescribeFile.h"
 #include "toolkit/Failure.h"
 #include "toolkit/KernelFile.h"
@@ -147,13 +148,13 @@ LoadedPage Prepare(const std::string& file, const LoadOptions& options, FileOpti
     reportOptions.directoryOffset = *options.directoryOffset;
   }
   page.report = DescribePage(file, reportOptions);
-  // A page past the end is described as the last one; the load itself refuses it.
-  const bool reached = options.page < 2 || page.report.pageNumber == static_cast<uint32_t>(options.page);
-  fileOptions.pageNumber = reached ? 1 : options.page;
-  if (reached) {
-    fileOptions.flags |= kReadUseDirectoryOffset;
-    fileOptions.directoryOffset = page.report.directoryOffset;
+  // For a page past the end the library describes, and would load, the last one.
+  if (options.page > 1 && page.report.pageNumber != static_cast<uint32_t>(options.page)) {
+    throw Failure(file, "load", kResultNoSuchPage, "it has " + std::to_string(uint32_t{page.report.pageNumber}));
   }
+  fileOptions.pageNumber = 1;
+  fileOptions.flags |= kReadUseDirectoryOffset;
+  fileOptions.directoryOffset = page.report.directoryOffset;
   const KernelFile opened(file, "load");
   const auto layout = ReadSampleLayout(opened.Handle(), page.report.directoryOffset, options.forceRgb);
   if (!layout) {
@@ -200,6 +201,15 @@ void PutRaw(FilterLoadRequest& request, const RawSource& raw, const std::string&
   request.rawStripBytes = raw.streamBytes != 0 ? raw.streamBytes : FileBytes(file);
   request.rawPhotometric = raw.photometric;
   request.rawPlanarConfiguration = 1;
+  // Bare rows and fax data get a grey ramp from the library; for PackBits the host has to bring it.
+  if (raw.format == kFormatRawPackBits && raw.bitsPerPixel <= 8) {
+    const uint32_t entries = 1u << raw.bitsPerPixel;
+    for (uint32_t i = 0; i < entries; ++i) {
+      const uint8_t gray = RampGray((raw.flags & kRawBlackFirst) != 0 ? i : entries - 1 - i, entries);
+      request.rawPalette[i] = {gray, gray, gray, 0};
+    }
+    request.rawFlags |= kRawPalette;
+  }
 }
 
 } // namespace

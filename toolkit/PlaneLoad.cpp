@@ -70,6 +70,9 @@ std::vector<Bitmap> LoadPlanes(const std::string& file, const LoadOptions& optio
   ReportOptions reportOptions;
   reportOptions.page = options.page;
   FileInfoRecord report = DescribePage(file, reportOptions);
+  if (options.page > 1 && report.pageNumber != static_cast<uint32_t>(options.page)) {
+    throw Failure(file, "planes load", kResultNoSuchPage);
+  }
   std::optional<SampleLayout> layout;
   {
     const KernelFile opened(file, "planes load");

@@ -163,9 +163,12 @@ Image ReadBilevel(Scanner& scanner, const PnmHeader& header, bool plain) {
     } else {
       scanner.Bytes(image.Row(y), image.rowBytes);
     }
-    // The file's 1 is black.
+    // The file's 1 is black, and what stands behind a row's last pixel means nothing.
     for (size_t i = 0; i < image.rowBytes; ++i) {
       image.Row(y)[i] = static_cast<uint8_t>(~image.Row(y)[i]);
+    }
+    if (const uint32_t rest = header.width % 8; rest != 0) {
+      image.Row(y)[image.rowBytes - 1] &= static_cast<uint8_t>(0xFF00u >> rest);
     }
   }
   return image;
