@@ -55,13 +55,13 @@ uint32_t CountComments(Changes* changes) {
          (changes->iptcBytes != 0 ? 1 : 0);
 }
 
+// Entries that all but the markers may add.
 uint32_t CountChanges(Changes* changes) {
   uint32_t count = CountComments(changes);
   for (const TifTagItem* item = changes->tagList; item != nullptr; item = item->next) {
     ++count;
   }
-  count += changes->geoKeys != nullptr ? kGeoTagCount : 0;
-  return count + (changes->markerDirectory != nullptr ? changes->markerDirectory->entryCount : 0);
+  return count + (changes->geoKeys != nullptr ? kGeoTagCount : 0);
 }
 
 int32_t MergeBlocks(TifFile* file, const Changes& changes, PageEntries* page) {
@@ -173,9 +173,10 @@ int32_t TIFApplyChanges(TifFile* file, SaveOptions* options, TifMarkerBlock* mar
     return result;
   }
   Changes changes = {tagList, geoKeys, comments, nullptr, 0, 0, 0, false};
+  uint32_t room = CountChanges(&changes); // this may adjust the caller's comments, also when the markers are bad
   result = TIFReadExifMarker(markers, &changes.markerDirectory);
   if (result == kResultOk) {
-    const uint32_t room = CountChanges(&changes);
+    room += changes.markerDirectory != nullptr ? changes.markerDirectory->entryCount : 0;
     result = room != 0 ? EditPage(file, changes, room) : kResultOk;
   }
   TIFFreeDirectory(changes.markerDirectory, kDirMain);
