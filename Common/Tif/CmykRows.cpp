@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "Tif/ColorConversion.h"
+#include "Tif/PlaneMerge.h"
 
 namespace {
 
@@ -170,16 +171,6 @@ void ConvertPlanes(uint8_t* target, const uint8_t* const* planes, const uint8_t*
   }
 }
 
-// Four planes to pixels of four samples, unconverted.
-template <typename Sample> void KeepPlanes(uint8_t* target, const uint8_t* const* planes, uint32_t pixels) {
-  typename CmykWord<Sample>::Type words[kBatch];
-  for (size_t done = 0; done < pixels; done += kBatch) {
-    const size_t count = std::min<size_t>(kBatch, pixels - done);
-    GatherBatch<Sample>(planes, done, count, words);
-    std::memcpy(target + done * sizeof words[0], words, count * sizeof words[0]);
-  }
-}
-
 // Three samples a pixel become four, from the last pixel to the first so that nothing is overwritten unread.
 template <typename Sample> void WidenWithAlpha(uint8_t* row, const uint8_t* alpha, uint32_t pixels) {
   constexpr size_t kSize = sizeof(Sample);
@@ -224,11 +215,10 @@ void TIFCmykPlanesToRgb(bool keep, uint8_t* target, const uint8_t* const* planes
                : ConvertPlanes<uint8_t>(target, planes, alpha, pixels);
     return;
   }
+  constexpr uint32_t kInks = 4;
+  TIFInterleavePlanes(target, planes, kInks, pixels, bits);
   if (bits == 16) {
-    KeepPlanes<uint16_t>(target, planes, pixels);
-    TIFCmykRow16(true, target, pixels, false, 0, uint64_t{pixels} * sizeof(CmykWord<uint16_t>::Type));
-  } else {
-    KeepPlanes<uint8_t>(target, planes, pixels);
+    TIFCmykRow16(true, target, pixels, false, 0, uint64_t{pixels} * kInks * sizeof(uint16_t));
   }
   // Kept rows are widened all the same, though they hold four samples already.
   if (alpha != nullptr) {

@@ -22,6 +22,7 @@ public:
       pointers_.push_back(bitmaps_.back().get());
     }
     krnBitmapInit(&descriptor_, kBitmapHandleSize, width, height, bits);
+    descriptor_.order = bits == 16 ? kOrderGray : kOrderRedFirst; // rows of 8 bits are indices of a grey palette
     current = this;
   }
   ~PlaneSource() { current = nullptr; }
