@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "planes/PageTags.h"
+#include "planes/PlanePageTags.h"
 #include "planes/PlaneSource.h"
 #include "support/KernelGuard.h"
 

@@ -4,7 +4,7 @@
 
 #include <vxtif/save.h>
 
-#include "planes/PageTags.h"
+#include "planes/PlanePageTags.h"
 #include "support/KernelGuard.h"
 
 namespace {
