@@ -87,7 +87,8 @@ int32_t TIFSavePage(FilterSaveRequest* request) {
   if (request->bitmap == nullptr) {
     return kResultNoBitmap;
   }
-  if (request->bitmap->width <= 0 || request->bitmap->height <= 0) {
+  // Without rows there is no layout; a bare stream has none and is then its end code alone.
+  if (request->bitmap->width <= 0 || (request->bitmap->height <= 0 && plan.format->way != SaveWay::kRawLzw)) {
     return kResultBitmapMismatch;
   }
   switch (plan.format->way) {

@@ -4,16 +4,18 @@
 #include <cstring>
 
 struct RowServiceCalls {
-  static int32_t Start(BitmapHandle*, BitmapHandle** descriptor, int32_t bitsPerPixel, uint32_t* flags,
+  static RowService* ServiceOf(const BitmapHandle* bitmap, intptr_t extra1) {
+    auto* service = reinterpret_cast<RowService*>(extra1);
+    return service->stamp != nullptr && bitmap == &service->stamp->bitmap ? service->stamp : service;
+  }
+
+  static int32_t Start(BitmapHandle* bitmap, BitmapHandle** descriptor, int32_t bitsPerPixel, uint32_t* flags,
                        void** rowBufferOut, int32_t, intptr_t extra1, intptr_t, void** context) {
-    auto* self = reinterpret_cast<RowService*>(extra1);
+    RowService* self = ServiceOf(bitmap, extra1);
     ++self->starts;
     self->seenAtStart = *flags;
     self->bitsAtStart = bitsPerPixel;
     self->bufferAsked = rowBufferOut != nullptr;
-    if (self->atStart) {
-      self->atStart();
-    }
     if (self->changesFlags) {
       *flags = self->flagsAtStart;
     }
@@ -30,9 +32,9 @@ struct RowServiceCalls {
     return self->startResult;
   }
 
-  static int32_t GetRow(BitmapHandle*, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t,
+  static int32_t GetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t,
                         uint32_t flags, intptr_t extra1, intptr_t, void*) {
-    auto* self = reinterpret_cast<RowService*>(extra1);
+    RowService* self = ServiceOf(bitmap, extra1);
     self->rowsAsked.push_back(rowIndex);
     self->rowFlags.push_back(flags);
     if (rowIndex == self->failingRow) {
@@ -122,9 +124,12 @@ SaveJob::SaveJob(int32_t format, int32_t bits, RowService* service, const char16
 
 int32_t SaveJob::Run() {
   auto* service = reinterpret_cast<RowService*>(request.extra1);
-  liveServices.push_back(service);
+  liveServices = {service};
+  if (service->stamp != nullptr) {
+    liveServices.push_back(service->stamp);
+  }
   const int32_t result = fltSave(&request);
-  liveServices.pop_back();
+  liveServices.clear();
   return result;
 }
 

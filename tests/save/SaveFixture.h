@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <vector>
 
 #include <vxtif/vxtif.h>
@@ -35,7 +34,7 @@ public:
   bool bufferAsked = false;
   uint32_t starts = 0;
   uint32_t ends = 0;
-  std::function<void()> atStart; // before anything is given back
+  RowService* stamp = nullptr; // answers for its own bitmap
 
   void Fill(FilterSaveRequest* request);
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Tif_lzw/PlainLzw.h"
+#include "Tif_lzw/WrittenRows.h"
 #include "save/SaveFixture.h"
 #include "support/KernelGuard.h"
 
@@ -450,6 +451,37 @@ TEST(SavedYcc, OddWidthEndsWithYZeroCbCr) {
   ExpectFile(95, 24, &service, FileOrder::kLittle,
              NewFile(FileOrder::kLittle,
                      Page(form, {{7, 255, 255, 128, 128, 22, 0, 121, 134, 7, 76, 76, 85, 255, 0, 0, 128, 128}})));
+}
+
+TEST(SavedYcc, PaddingOfATileIsClearedOnceAndConvertedAgainForEveryRow) {
+  // 17 by 18 pixels in tiles of 16: the lower tiles hold two rows of the image and fourteen of padding, which are
+  // converted in place from what the row before left in the buffer.
+  const FileBytes black(17 * 3, 0);
+  RowService service = ColorRows(17, 18, 24, std::vector<FileBytes>(18, black));
+  const FileBytes blackUnits = Repeat({0, 0, 128, 128}, 8);
+  FileBytes first = Repeat(blackUnits, 2);
+  FileBytes buffer(48, 0);
+  for (int row = 0; row < 14; ++row) {
+    TIFConvertRowToYCC(buffer.data(), buffer.data(), 16);
+    first.insert(first.end(), buffer.begin(), buffer.begin() + 32);
+  }
+  ASSERT_EQ(blackUnits, FileBytes(first.begin() + 64, first.begin() + 96));
+  ASSERT_NE(blackUnits, FileBytes(first.begin() + 96, first.begin() + 128));
+  const FileBytes upper = Repeat(blackUnits, 16);
+  KernelGuard guard;
+  TempFile file;
+  SaveJob job(93, 24, &service, file.Name());
+  job.options.flags = kSaveTiles;
+  job.options.tileWidth = job.options.tileHeight = 16;
+  ASSERT_EQ(kResultOk, job.Run());
+  const FileBytes bytes = file.Read();
+  const size_t tileBytes = 32 * 16;
+  const auto tile = [&](size_t index) {
+    const auto at = bytes.end() - static_cast<std::ptrdiff_t>((4 - index) * tileBytes);
+    return FileBytes(at, at + static_cast<std::ptrdiff_t>(tileBytes));
+  };
+  EXPECT_EQ(upper, tile(0));
+  EXPECT_EQ(first, tile(2));
 }
 
 TEST(SavedGeoTiff, Gray16BecomesFloats) {
