@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the libraries, the command-line tool and the tests.
+# Builds the libraries and the command-line tool; the tests too in the other presets than release.
 #
 #   scripts/build.sh [PRESET]      release (into build/, the default), sanitize, m32, bench (into build-PRESET/)
 #
@@ -15,7 +15,9 @@ case "$preset" in
   *) folder=build-$preset; install_packages build test ;;
 esac
 
-cmake --preset "$preset"
+options=()
+[ "$preset" != release ] || options=(-DVXTIF_BUILD_TESTS=OFF)
+cmake --preset "$preset" "${options[@]}"
 cmake --build --preset "$preset"
 if [ -x "$folder/bin/vxtif" ]; then
   echo "Built: $folder/bin/vxtif, $folder/lib/"

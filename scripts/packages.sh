@@ -1,6 +1,7 @@
+# shellcheck shell=bash
 # Sourced by the scripts: which Debian packages each kind of work needs, and one function that installs what is missing.
 #
-#   install_packages GROUP...      groups: build, test, bench, windows, arm
+#   install_packages GROUP...      groups: build, test, bench
 #
 # As root the missing packages are installed with apt-get; otherwise the function says which to install and fails.
 
