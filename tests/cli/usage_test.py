@@ -53,7 +53,7 @@ class Usage(ToolTest):
                           ("tag", "get", "missing.tif", "256"), ("tag", "set", "missing.tif", "270=ASCII:x"),
                           ("comment", "get", "missing.tif", "3"), ("comment", "list", "missing.tif"),
                           ("geo", "list", "missing.tif"), ("delete", "missing.tif", "--page", "1"),
-                          ("compact", "missing.tif", "b.tif"), 
+                          ("compact", "missing.tif", "b.tif"), ("stamp", "missing.tif", "b.png"),
                           ("planes", "load", "missing.tif", "b.png"), ("save", "missing.png", "b.tif")]:
             with self.subTest(arguments):
                 self.refused(-10, *arguments)
