@@ -9,9 +9,9 @@
 
 #include "support/TempFile.h"
 
-class SavedTags {
+class PageTags {
 public:
-  explicit SavedTags(const TempFile& file, int32_t page = 1) : file_(file) { options_.pageNumber = page; }
+  explicit PageTags(const TempFile& file, int32_t page = 1) : file_(file) { options_.pageNumber = page; }
 
   bool Has(uint16_t tag) { return Fetch(tag, nullptr); }
   // All values of a tag of whole numbers; empty for a tag that is not there.
