@@ -13,10 +13,9 @@
 
 #include <cstring>
 
-#include "tif_com/BitReversal.h"
+#include "Tif_lzw/LzwInput.h"
 #include "tif_com/ByteOrder.h"
 #include "tif_com/Memory.h"
-#include "tif_com/Tags.h"
 
 namespace {
 
@@ -29,8 +28,6 @@ constexpr uint32_t kNoCode = 0xFFFFFFFFu;          // previousCode at the start 
 constexpr uint32_t kFirstWidth = 9;
 constexpr uint32_t kPlainWidthLimit = 13; // codes stay below this width
 constexpr uint32_t kWideWidthLimit = 14;
-constexpr uint32_t kCarriedBytes = 4; // bytes kept in front of a refill, for the code that spans it
-constexpr uint32_t kUnreadBits = 12;  // a code is read while this many bits of the buffer are left
 
 // The history begins with every byte once, the strings of the codes below 256.
 constexpr uint32_t kHistoryStart = 256;
@@ -57,15 +54,13 @@ constexpr uint32_t StartOf(StringPlace place) {
 
 static_assert(kHistoryBytes < 1u << (32 - kLengthBits) && kLongestString <= kLengthMask);
 
-enum class BitOrder : uint32_t { kMsbFirst, kLsbFirst };
-
 constexpr uint32_t kBitsPerWord = 64;
 constexpr uint32_t kCodesPerWord = 4; // of up to 13 bits, with up to 7 loose bits in front
 
 } // namespace
 
 struct LzwDecoder {
-  BitOrder bitOrder; // the old style is least significant bit first, and widens its codes one later
+  LzwInput input;
   uint32_t codeWidth;
   uint32_t maxCode;
   uint32_t nextCode;
@@ -77,10 +72,6 @@ struct LzwDecoder {
   uint32_t prefixEnd; // prefixes from here on are 0
   int32_t lastByte;   // first byte of the latest string, -1 before any
   uint32_t widthLimit;
-  int64_t bitPosition;
-  int64_t bitLimit;
-  uint32_t inputByteCount;
-  uint32_t inputRemaining;
   uint32_t stackDepth; // left over from a failed walk, else 0 between codes
   StringPlace places[kTableEntries];
   uint16_t prefix[kTableEntries];
@@ -91,8 +82,9 @@ struct LzwDecoder {
 
 namespace {
 
+// The highest entry before codes widen; the old style widens them one entry later.
 uint32_t WidthThreshold(const LzwDecoder* decoder, uint32_t width) {
-  return (1u << width) - (decoder->bitOrder == BitOrder::kLsbFirst ? 1u : 2u);
+  return (1u << width) - (decoder->input.bitOrder == LzwBitOrder::kLsbFirst ? 1u : 2u);
 }
 
 LzwDecoder* AllocateDecoder() {
@@ -112,60 +104,6 @@ LzwDecoder* AllocateDecoder() {
   }
   decoder->prefixEnd = kFirstFreeCode;
   return decoder;
-}
-
-// The first block of a strip. False when there is not even a code in it.
-bool ReadFirstBlock(TifPage* page, LzwDecoder* decoder, VxFileHandle file, uint32_t stripBytes) {
-  const uint32_t asked = page->codecBufferSize < stripBytes ? page->codecBufferSize : stripBytes;
-  const uint32_t got = krnFileRead(file, page->codecBuffer, asked);
-  if (got == kKrnIoFailed || got < 2) {
-    return false;
-  }
-  if (page->fillOrder == kFillOrderLsbFirst) {
-    TIFReverseBits(page->codecBuffer, asked);
-  }
-  decoder->inputByteCount = got;
-  decoder->inputRemaining = stripBytes - got;
-  page->codecByteCount = got;
-  return true;
-}
-
-// Slides the last bytes of the buffer to its front and reads on behind them. What the read gives is not looked at:
-// past the end of the file the buffer's old bytes are decoded once more. Only the first block obeys fill order 2.
-bool Refill(TifPage* page, LzwDecoder* decoder) {
-  if (decoder->inputRemaining == 0 || page->codecBufferSize <= kCarriedBytes) {
-    return false;
-  }
-  decoder->bitPosition -= (int64_t{decoder->inputByteCount} - kCarriedBytes) * 8;
-  uint8_t* buffer = page->codecBuffer;
-  std::memmove(buffer, buffer + page->codecBufferSize - kCarriedBytes, kCarriedBytes);
-  const uint32_t room = page->codecBufferSize - kCarriedBytes;
-  const uint32_t asked = decoder->inputRemaining < room ? decoder->inputRemaining : room;
-  krnFileRead(page->codecFile, buffer + kCarriedBytes, asked);
-  decoder->inputRemaining -= asked;
-  decoder->inputByteCount = asked + kCarriedBytes;
-  page->codecByteCount = decoder->inputByteCount;
-  decoder->bitLimit = int64_t{decoder->inputByteCount} * 8 - kUnreadBits;
-  return true;
-}
-
-// One code, wherever it stands. Bytes behind the buffer count as 0; there is no code in the last 11 bits of a strip.
-uint32_t ReadCode(TifPage* page, LzwDecoder* decoder) {
-  if (decoder->bitPosition > decoder->bitLimit && !Refill(page, decoder)) {
-    return kLzwEndCode;
-  }
-  uint8_t window[4] = {};
-  const auto start = static_cast<uint64_t>(decoder->bitPosition) >> 3;
-  for (uint32_t i = 0; i < sizeof window && start + i < page->codecBufferSize; ++i) {
-    window[i] = page->codecBuffer[start + i];
-  }
-  const auto loose = static_cast<uint32_t>(decoder->bitPosition & 7);
-  const uint32_t width = decoder->codeWidth;
-  decoder->bitPosition += width;
-  if (decoder->bitOrder == BitOrder::kLsbFirst) {
-    return (LoadU32LE(window) >> loose) & ((1u << width) - 1);
-  }
-  return (LoadU32BE(window) << loose) >> (32 - width);
 }
 
 bool IsRegular(const LzwDecoder* decoder, uint32_t code) {
@@ -337,7 +275,7 @@ enum class CodeResult { kGoOn, kCleared, kEnd, kCorrupt };
 
 // One code of any kind.
 CodeResult DecodeCode(TifPage* page, LzwDecoder* decoder) {
-  uint32_t code = ReadCode(page, decoder);
+  uint32_t code = TIFLZWReadCode(page, &decoder->input, decoder->codeWidth);
   if (code == kLzwEndCode) {
     return CodeResult::kEnd;
   }
@@ -346,7 +284,7 @@ CodeResult DecodeCode(TifPage* page, LzwDecoder* decoder) {
   }
   ClearTable(decoder);
   // The code behind a Clear is a byte whatever it says, a second Clear too.
-  code = ReadCode(page, decoder);
+  code = TIFLZWReadCode(page, &decoder->input, decoder->codeWidth);
   if (code == kLzwEndCode) {
     return CodeResult::kEnd;
   }
@@ -363,13 +301,13 @@ CodeResult DecodeCode(TifPage* page, LzwDecoder* decoder) {
 uint32_t CountSteadyCodes(const TifPage* page, const LzwDecoder* decoder) {
   const uint32_t width = decoder->codeWidth;
   const int64_t wordLimit = (int64_t{page->codecBufferSize} - int64_t{sizeof(uint64_t)}) * 8 + 7;
-  const int64_t lastWord =
-      (wordLimit < decoder->bitLimit - width * (kCodesPerWord - 1) ? wordLimit
-                                                                   : decoder->bitLimit - width * (kCodesPerWord - 1));
-  if (lastWord < decoder->bitPosition) {
+  const int64_t lastWord = (wordLimit < decoder->input.bitLimit - width * (kCodesPerWord - 1)
+                                ? wordLimit
+                                : decoder->input.bitLimit - width * (kCodesPerWord - 1));
+  if (lastWord < decoder->input.bitPosition) {
     return 0;
   }
-  const auto words = static_cast<uint64_t>(lastWord - decoder->bitPosition) / (width * kCodesPerWord) + 1;
+  const auto words = static_cast<uint64_t>(lastWord - decoder->input.bitPosition) / (width * kCodesPerWord) + 1;
   const uint64_t inBuffer = words * kCodesPerWord;
   uint32_t inTable = 0xFFFFFFFFu;
   if (width + 1 < decoder->widthLimit) {
@@ -448,8 +386,8 @@ template <TableGrowth growth>
 template <uint32_t width, TableGrowth growth>
 void DecodeSteadyCodes(const TifPage* page, LzwDecoder* decoder, uint32_t count, uint32_t stop) {
   constexpr uint64_t kMask = (uint64_t{1} << width) - 1;
-  const uint8_t* input = page->codecBuffer + (decoder->bitPosition >> 3);
-  auto bit = static_cast<uint32_t>(decoder->bitPosition & 7);
+  const uint8_t* input = page->codecBuffer + (decoder->input.bitPosition >> 3);
+  auto bit = static_cast<uint32_t>(decoder->input.bitPosition & 7);
   const uint32_t previousLength = decoder->historyEnd - decoder->previousStart;
   FastState state = {decoder->historyEnd, stop, decoder->nextCode, decoder->previousCode,
                      MakePlace(decoder->previousStart, previousLength + 1)};
@@ -486,7 +424,7 @@ void DecodeSteadyCodes(const TifPage* page, LzwDecoder* decoder, uint32_t count,
     break;
   }
 
-  decoder->bitPosition = (input - page->codecBuffer) * int64_t{8} + bit;
+  decoder->input.bitPosition = (input - page->codecBuffer) * int64_t{8} + bit;
   decoder->nextCode = static_cast<uint32_t>(state.nextCode);
   decoder->prefixEnd = decoder->prefixEnd < decoder->nextCode ? decoder->nextCode : decoder->prefixEnd;
   decoder->previousCode = static_cast<uint32_t>(state.previousCode);
@@ -497,7 +435,7 @@ void DecodeSteadyCodes(const TifPage* page, LzwDecoder* decoder, uint32_t count,
 
 // As many codes as the fast way serves; none is fine.
 void DecodeFast(const TifPage* page, LzwDecoder* decoder, uint32_t stop) {
-  if (!decoder->previousPlaced || decoder->stackDepth != 0 || decoder->bitOrder != BitOrder::kMsbFirst ||
+  if (!decoder->previousPlaced || decoder->stackDepth != 0 || decoder->input.bitOrder != LzwBitOrder::kMsbFirst ||
       decoder->historyEnd - decoder->previousStart >= kLongestString) {
     return;
   }
@@ -550,12 +488,10 @@ int32_t TIFLZWDecodeStart(TifPage* page, LzwDecoder** decoder, VxFileHandle file
   }
   LzwDecoder* state = *decoder;
   page->codecFile = file;
-  if (!ReadFirstBlock(page, state, file, stripBytes)) {
+  if (!TIFLZWOpenInput(page, &state->input, stripBytes)) {
     TIFLZWFreeDecoder(state);
     return kResultReadFailed;
   }
-  const bool oldStyle = page->codecBuffer[0] == 0 && (page->codecBuffer[1] & 1) != 0;
-  state->bitOrder = oldStyle ? BitOrder::kLsbFirst : BitOrder::kMsbFirst;
   state->codeWidth = kFirstWidth;
   state->maxCode = WidthThreshold(state, kFirstWidth);
   state->nextCode = kFirstFreeCode;
@@ -565,8 +501,6 @@ int32_t TIFLZWDecodeStart(TifPage* page, LzwDecoder** decoder, VxFileHandle file
   state->historyEnd = kHistoryStart;
   state->delivered = kHistoryStart;
   state->lastByte = -1;
-  state->bitPosition = 0;
-  state->bitLimit = int64_t{state->inputByteCount} * 8 - kUnreadBits;
   state->stackDepth = 0;
   const bool wideCodes = page->fileOptions != nullptr && (page->fileOptions->flags & kReadLzw13Bit) != 0;
   state->widthLimit = wideCodes ? kWideWidthLimit : kPlainWidthLimit;
