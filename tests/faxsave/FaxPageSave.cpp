@@ -59,7 +59,7 @@ int32_t FaxPageSave::Start(BitmapHandle* bitmap, BitmapHandle** descriptor, int3
   auto* save = reinterpret_cast<FaxPageSave*>(self);
   save->starts += 1;
   save->flagsAtStart = *flags;
-  save->views.push_back(bitmap->viewPerspective);
+  save->views.push_back(+bitmap->viewPerspective);
   EXPECT_EQ(bitmap, &save->bitmap);
   EXPECT_EQ(bitsPerPixel, 1);
   EXPECT_EQ(rowBufferOut, nullptr);
