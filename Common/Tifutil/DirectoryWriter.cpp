@@ -55,7 +55,10 @@ int32_t ReserveDirectory(DirectoryBuild* build) {
   if (headerStands) {
     file->entryCount = build->plan.entryCount;
     TIFWrite16(file, static_cast<uint16_t>(build->plan.entryCount));
-    krnFileSeek(file->fileHandle, static_cast<int32_t>(build->plan.entryCount * kDirEntrySize), kKrnSeekCurrent);
+    const auto entryBytes = static_cast<int32_t>(build->plan.entryCount * kDirEntrySize);
+    if (krnFileSeek(file->fileHandle, entryBytes, kKrnSeekCurrent) == kSeekFailed) {
+      return kResultSeekFailed; // values would stand where the entries go
+    }
     TIFWrite32(file, file->nextDirectoryOffset);
   }
   return TIFTakePosition(build);
