@@ -44,9 +44,9 @@ TEST_P(DirectoryBytes, OneStripHasNoTables) {
                                .bytes);
   EXPECT_EQ(input.result, kResultOk);
   EXPECT_EQ(input.position, 222u);
-  EXPECT_EQ(input.state.entryCount, 16u);
-  EXPECT_EQ(input.state.directoryOffset, 8u);
-  EXPECT_EQ(input.page.bitsPerSample[0], 8u);
+  EXPECT_EQ(input.entryCount, 16u);
+  EXPECT_EQ(input.directoryOffset, 8u);
+  EXPECT_EQ(input.sampleBits, 8u);
 }
 
 TEST_P(DirectoryBytes, SeveralStripsHaveTheirTablesInFrontOfTheData) {
@@ -117,7 +117,7 @@ TEST_P(DirectoryBytes, FewerEntriesThanReservedLeaveAHoleBehindTheNextWord) {
                                .U32(200)
                                .U32(1)
                                .bytes);
-  EXPECT_EQ(input.state.entryCount, 15u);
+  EXPECT_EQ(input.entryCount, 15u);
 }
 
 // The tags that every plain page begins and ends with, in the order of their values.
@@ -147,7 +147,7 @@ TEST_P(DirectoryBytes, GrayOfEveryDepthUpToSixteen) {
     Middle(page, 1);
     End(page);
     EXPECT_EQ(input.Write(), page.Build()) << depth;
-    EXPECT_EQ(input.page.bitsPerSample[0], static_cast<uint32_t>(depth));
+    EXPECT_EQ(input.sampleBits, static_cast<uint32_t>(depth));
   }
 }
 
@@ -278,7 +278,7 @@ TEST_P(DirectoryBytes, ColorOfEveryDepth) {
       page.Short(338, {0});
     }
     EXPECT_EQ(input.Write(), page.Build()) << known.depth;
-    EXPECT_EQ(input.page.bitsPerSample[0], known.sampleBits);
+    EXPECT_EQ(input.sampleBits, known.sampleBits);
   }
 }
 
@@ -290,7 +290,7 @@ TEST_P(DirectoryBytes, SixteenBitColorIsOneSampleOfSixteenBits) {
   Middle(page, 1);
   End(page);
   EXPECT_EQ(input.Write(), page.Build());
-  EXPECT_EQ(input.page.bitsPerSample[0], 8u) << "never swapped as a sample";
+  EXPECT_EQ(input.sampleBits, 8u) << "never swapped as a sample";
 }
 
 TEST_P(DirectoryBytes, ForcedPhotometricKeepsTheSampleSize) {
@@ -300,7 +300,7 @@ TEST_P(DirectoryBytes, ForcedPhotometricKeepsTheSampleSize) {
     input.options.flags |= kSaveForcePhotometric;
     input.options.photometric = 8;
     EXPECT_EQ(FirstNumber(input.Written().Find(262)->value, 3, GetParam()), 8u);
-    EXPECT_EQ(input.page.bitsPerSample[0], 16u) << depth;
+    EXPECT_EQ(input.sampleBits, 16u) << depth;
   }
   DirectoryInput gray(GetParam());
   gray.Depth(16, kOrderGray);
@@ -308,7 +308,7 @@ TEST_P(DirectoryBytes, ForcedPhotometricKeepsTheSampleSize) {
   gray.options.flags |= kSaveForcePhotometric;
   gray.options.photometric = 2;
   gray.Write();
-  EXPECT_EQ(gray.page.bitsPerSample[0], 8u);
+  EXPECT_EQ(gray.sampleBits, 8u);
 }
 
 TEST_P(DirectoryBytes, ThirtyTwoBitGray) {
@@ -321,7 +321,7 @@ TEST_P(DirectoryBytes, ThirtyTwoBitGray) {
   Middle(page, 1);
   End(page);
   EXPECT_EQ(input.Write(), page.Build());
-  EXPECT_EQ(input.page.bitsPerSample[0], 32u);
+  EXPECT_EQ(input.sampleBits, 32u);
 }
 
 TEST_P(DirectoryBytes, CmykOfEveryDepth) {
@@ -345,7 +345,7 @@ TEST_P(DirectoryBytes, CmykOfEveryDepth) {
       page.Short(338, {0});
     }
     EXPECT_EQ(input.Write(), page.Build()) << known.depth;
-    EXPECT_EQ(input.page.bitsPerSample[0], known.depth < 48 ? 8u : 16u);
+    EXPECT_EQ(input.sampleBits, known.depth < 48 ? 8u : 16u);
   }
 }
 
@@ -370,7 +370,7 @@ TEST_P(DirectoryBytes, FloatSamples) {
     Middle(page, 1);
     End(page).Short(339, {3});
     EXPECT_EQ(input.Write(), page.Build()) << depth;
-    EXPECT_EQ(input.page.bitsPerSample[0], 32u);
+    EXPECT_EQ(input.sampleBits, 32u);
   }
 }
 
@@ -422,7 +422,7 @@ TEST_P(DirectoryBytes, Tiles) {
   page.Rationals(282, {300}).Rationals(283, {200}).Short(284, {1});
   End(page);
   EXPECT_EQ(input.Write(), page.Build({512, 512, 512}));
-  EXPECT_NE(input.state.stateFlags & kStateTiled, 0u);
+  EXPECT_NE(input.statesAfter & kStateTiled, 0u);
 }
 
 TEST_P(DirectoryBytes, TileAsWideAsTheImageMakesStripsOfItsHeight) {
@@ -436,7 +436,7 @@ TEST_P(DirectoryBytes, TileAsWideAsTheImageMakesStripsOfItsHeight) {
     EXPECT_EQ(directory.Find(324), nullptr);
     EXPECT_EQ(directory.Find(278)->word, 16u);
     EXPECT_NE(directory.Find(273), nullptr);
-    EXPECT_EQ(input.state.stateFlags & kStateTiled, 0u);
+    EXPECT_EQ(input.statesAfter & kStateTiled, 0u);
   }
 }
 
@@ -610,7 +610,7 @@ TEST_P(DirectoryBytes, SecondPageOfAFile) {
   Middle(page, 1);
   page.Short(296, {2}).Short(297, {1, 0});
   EXPECT_EQ(after, page.Build(bytes, {6}));
-  EXPECT_EQ(input.state.directoryOffset, place);
+  EXPECT_EQ(input.directoryOffset, place);
 }
 
 TEST_P(DirectoryBytes, FirstPageInsertedInFrontOfAnother) {

@@ -142,7 +142,7 @@ TEST_P(DirectoryFaults, HeaderThatCannotBeWrittenLeavesTheEntryCountAlone) {
   faults.Fail(IoCall::kWrite, 1, FaultSpan::kFromThenOn);
   input.Write();
   EXPECT_EQ(input.result, kResultWriteFailed);
-  EXPECT_EQ(input.state.entryCount, 0u);
+  EXPECT_EQ(input.entryCount, 0u);
 }
 
 TEST_P(DirectoryFaults, SeekOverTheReservedEntriesIsTold) {

@@ -74,6 +74,10 @@ public:
     state.stateFlags |= stateFlags;
     result = TIFWriteDirectory(&state, &job);
     position = krnFileSeek(state.fileHandle, 0, kKrnSeekCurrent);
+    entryCount = state.entryCount;
+    directoryOffset = state.directoryOffset;
+    statesAfter = state.stateFlags;
+    sampleBits = page.bitsPerSample[0];
     krnFileClose(state.fileHandle);
     return file.Read();
   }
@@ -94,10 +98,15 @@ public:
   uint32_t stateFlags = 0; // kState..., as a save driver decides them
   uint32_t requestFlags = 0;
 
-  TifFile state = {}; // after Write
+  // After Write.
+  TifFile state = {};
   int32_t prepared = 0;
   int32_t result = 0;
   uint32_t position = 0;
+  uint32_t entryCount = 0; // plain copies of packed fields
+  uint32_t directoryOffset = 0;
+  uint32_t statesAfter = 0;
+  uint32_t sampleBits = 0; // by which the row writer swaps
 };
 
 // The page that is expected: entries in the order in which their values go out, each value as it stands in the file.

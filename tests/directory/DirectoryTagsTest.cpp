@@ -82,7 +82,7 @@ TEST_P(DirectoryTags, TooManyEntriesAreRefused) {
   second.job.tagList = &list[1];
   second.Write();
   EXPECT_EQ(second.result, kResultOk) << "65535 entries";
-  EXPECT_EQ(second.state.entryCount, 65535u);
+  EXPECT_EQ(second.entryCount, 65535u);
 }
 
 // A directory made by chance, with what must come of it.
@@ -110,7 +110,7 @@ public:
     ASSERT_EQ(input_.result, kResultOk);
     const FileDirectory directory = ReadFilePage(bytes);
     EXPECT_LE(directory.entries.size(), reserved);
-    EXPECT_EQ(directory.entries.size(), input_.state.entryCount);
+    EXPECT_EQ(directory.entries.size(), input_.entryCount);
     const std::vector<uint16_t> tags = directory.Tags();
     EXPECT_TRUE(std::is_sorted(tags.begin(), tags.end()));
     EXPECT_EQ(tags, ExpectedTags());

@@ -41,7 +41,7 @@ protected:
     const FileDirectory directory = input.Written();
     const FileEntry* entry = directory.Find(kTone);
     if (entry == nullptr) {
-      EXPECT_EQ(input.state.entryCount, directory.entries.size());
+      EXPECT_EQ(input.entryCount, directory.entries.size());
       return {};
     }
     EXPECT_EQ(entry->type, 1);
