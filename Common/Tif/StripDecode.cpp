@@ -186,6 +186,23 @@ int32_t TIFDecodeStripRows(const StripPiece* piece, TifLoadContext* context) {
   }
 }
 
+int32_t TIFReadStoredRun(const StripPiece* piece, TifLoadContext* context, uint64_t bandBytes, uint64_t* held) {
+  const uint32_t got = krnFileRead(piece->file, piece->out, piece->bytes);
+  if (got == 0 || got == kKrnIoFailed) {
+    return kResultReadFailed;
+  }
+  const uint64_t bands = (got + bandBytes - 1) / bandBytes;
+  *held = std::min<uint64_t>(bands * bandBytes, piece->bytes);
+  if (got < *held) {
+    context->status = kResultReadFailed;
+    krnMemSet(piece->out + got, 0, static_cast<size_t>(*held - got));
+  }
+  if (context->page->fillOrder == kFillOrderLsbFirst) {
+    TIFReverseBits(piece->out, static_cast<size_t>(*held));
+  }
+  return kResultOk;
+}
+
 void TIFEndStrip(TifLoadContext* context) {
   if (context->lzwState != nullptr) {
     TIFLZWFreeDecoder(context->lzwState);

@@ -22,6 +22,10 @@ struct StripPiece {
 // 1; -1, -7, -15, -62, -77, or a sibling's code. A strip that ends early may leave a warning in context->status.
 int32_t TIFDecodeStripRows(const StripPiece* piece, TifLoadContext* context);
 
+// Reads uncompressed bands of `bandBytes` bytes that stand one behind the other. `held` receives the bytes of the bands
+// that have any, the last of them filled up with zeros. 1, or -7 for a run that cannot be read at all.
+int32_t TIFReadStoredRun(const StripPiece* piece, TifLoadContext* context, uint64_t bandBytes, uint64_t* held);
+
 // Releases the decoder and its buffer.
 void TIFEndStrip(TifLoadContext* context);
 

@@ -18,10 +18,15 @@ namespace {
 // A receiver may store rows rounded up to 4 bytes.
 constexpr uint64_t kBandMargin = 3;
 
+// Uncompressed bands that follow each other in the file are read together up to this many bytes: few calls, and the
+// kernel reads such a run straight into the band buffer.
+constexpr uint64_t kRunBytes = 128 * 1024;
+
 struct BandBuffer {
   uint8_t* rows;
   uint64_t rowBytes; // all tiles of a row
-  uint32_t rowCount;
+  uint32_t rowCount; // rows of a band, or as many as there is memory for
+  uint32_t runBands; // whole bands that the buffer has room for
   uint64_t tilesAcross;
 };
 
@@ -36,11 +41,30 @@ bool OutsideRegion(const StripReadJob* job, int64_t firstRow, uint32_t rows) {
   return job->regionActive && (firstRow >= job->region.bottom || firstRow + rows <= job->region.top);
 }
 
+// Bands that may be read in one run. An array load looks behind its rows in the band, and has them one by one.
+uint32_t RunBands(const StripReadJob* job, const BandBuffer* buffer) {
+  const uint64_t bandBytes = buffer->rowCount * buffer->rowBytes;
+  if (job->page->compression != kCompressionNone || buffer->tilesAcross != 1 || job->regionActive ||
+      job->context->arrayRequest != nullptr || bandBytes == 0 || TIFRowsOfUnit(job->page) != 1) {
+    return 1;
+  }
+  const uint64_t bands = TIFCeilDiv(job->page->imageLength, job->page->rowsPerStrip);
+  return static_cast<uint32_t>(std::clamp<uint64_t>(kRunBytes / bandBytes, 1, bands));
+}
+
 // Memory shortage is met by halving the band, but for compressed tiles: those cannot be entered in the middle.
 int32_t AllocBand(const StripReadJob* job, BandBuffer* buffer) {
   const bool divisible = job->page->compression == kCompressionNone || buffer->tilesAcross <= 1;
   const uint64_t delivered = job->deliveredBytes > buffer->rowBytes ? job->deliveredBytes - buffer->rowBytes : 0;
   const uint64_t margin = std::max(kBandMargin, delivered);
+  buffer->runBands = RunBands(job, buffer);
+  if (buffer->runBands > 1) {
+    buffer->rows = TIFAllocZeroBytes(buffer->runBands * buffer->rowCount * buffer->rowBytes + margin);
+    if (buffer->rows != nullptr) {
+      return kResultOk;
+    }
+    buffer->runBands = 1;
+  }
   while (buffer->rowCount > 0) {
     buffer->rows = TIFAllocZeroBytes(buffer->rowCount * buffer->rowBytes + margin);
     if (buffer->rows != nullptr) {
@@ -149,6 +173,58 @@ uint64_t FirstBand(const StripReadJob* job, int64_t rowsPerStrip, int64_t bandRo
   return above < 0 ? 0 : static_cast<uint64_t>(above / rowsPerStrip) + 1;
 }
 
+// Bands from `first` on that stand one behind the other in the file, each whole.
+uint64_t RunLength(const StripReadJob* job, const BandBuffer* buffer, uint64_t first, uint64_t stripsDown) {
+  const uint64_t bandBytes = buffer->rowCount * buffer->rowBytes;
+  const uint64_t lastRow = static_cast<uint64_t>(job->page->imageLength);
+  const uint64_t most = std::min<uint64_t>(buffer->runBands, stripsDown - first);
+  const uint64_t offset = TIFStripSlot(job->page, job->firstSlot + first).offset;
+  uint64_t bands = 0;
+  for (; bands < most; ++bands) {
+    const StripSlot slot = TIFStripSlot(job->page, job->firstSlot + first + bands);
+    const uint64_t rows = std::min<uint64_t>(buffer->rowCount, lastRow - (first + bands) * buffer->rowCount);
+    const bool last = first + bands + 1 == stripsDown;
+    const bool whole = last ? slot.byteCount >= rows * buffer->rowBytes : slot.byteCount == bandBytes;
+    if (!whole || slot.offset != offset + bands * bandBytes) {
+      break;
+    }
+  }
+  return bands;
+}
+
+// Reads a run of whole bands at once, with the same outcome as one by one: a band that the file cuts off is filled up
+// with zeros, for a warning; the one behind it has nothing and fails.
+int32_t ReadRun(const StripReadJob* job, const BandBuffer* buffer, uint64_t first, uint64_t bands) {
+  const uint64_t bandBytes = buffer->rowCount * buffer->rowBytes;
+  const uint64_t firstRow = first * buffer->rowCount;
+  const uint64_t rows = std::min(bands * buffer->rowCount, static_cast<uint64_t>(job->page->imageLength) - firstRow);
+  const uint64_t wanted = rows * buffer->rowBytes;
+  StripPiece piece = {job->file,
+                      static_cast<uint32_t>(job->rowSize),
+                      static_cast<uint32_t>(rows),
+                      TIFStripSlot(job->page, job->firstSlot + first).offset,
+                      static_cast<uint32_t>(wanted),
+                      buffer->rows,
+                      job->samples};
+  int32_t result = TIFStartStrip(job->file, job->context, piece.offset, piece.bytes);
+  uint64_t held = 0;
+  if (result == kResultOk) {
+    result = TIFReadStoredRun(&piece, job->context, bandBytes, &held);
+  }
+  if (result != kResultOk) {
+    return result;
+  }
+  const uint64_t heldRows = held / buffer->rowBytes;
+  result = DeliverRows(job, buffer, static_cast<int64_t>(firstRow), static_cast<uint32_t>(heldRows));
+  if (result != kResultOk) {
+    return result;
+  }
+  // A band that is short by its count shows what the band before it left.
+  krnMemMove(buffer->rows, buffer->rows + (bands - 1) * bandBytes,
+             static_cast<size_t>(wanted - (bands - 1) * bandBytes));
+  return heldRows < rows ? kResultReadFailed : kResultOk;
+}
+
 int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
   const TifPage* const page = job->page;
   const int64_t length = page->imageLength;
@@ -157,6 +233,15 @@ int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
   const uint64_t stripsDown = TIFCeilDiv(length, rowsPerStrip);
   const auto fullRows = static_cast<uint32_t>(TIFCeilDiv(rowsPerStrip, unit));
   for (uint64_t i = FirstBand(job, rowsPerStrip, fullRows); i < stripsDown; ++i) {
+    const uint64_t run = buffer->runBands > 1 ? RunLength(job, buffer, i, stripsDown) : 0;
+    if (run > 1) {
+      const int32_t result = ReadRun(job, buffer, i, run);
+      if (result != kResultOk) {
+        return result;
+      }
+      i += run - 1;
+      continue;
+    }
     Band band = {job->firstSlot + i * buffer->tilesAcross, static_cast<int64_t>(i) * rowsPerStrip, fullRows};
     if (i + 1 == stripsDown) {
       band.rows = static_cast<uint32_t>(TIFCeilDiv(length - band.firstRow, unit));

@@ -87,6 +87,105 @@ TEST(StoredStrips, ShortCountLeavesTheBandAsItWas) {
   EXPECT_EQ(+probe.request.truncationStatus, 1);
 }
 
+// Six strips of a row each, one behind the other: they are read in one run.
+TiffDirectory RowStrips(size_t count) {
+  std::vector<FileBytes> strips;
+  for (size_t i = 0; i < count; ++i) {
+    strips.push_back(Counting(4, static_cast<uint8_t>(4 * i)));
+  }
+  return Page(4, 6, {8}, 1).Strips(strips).Short(278, {1});
+}
+
+TEST(StoredRuns, AreReadAtOnce) {
+  LoadProbe probe(FileOf(RowStrips(6)), 4, 6, 8, 4);
+  IoFaults faults;
+  EXPECT_EQ(probe.Load(), 1);
+  EXPECT_EQ(probe.Pixels(), Counting(24));
+  const uint64_t together = faults.Calls(IoCall::kRead);
+  // The same strips in another order in the file are read one by one.
+  TiffBuilder builder;
+  builder.AddPage(RowStrips(6).Sort());
+  FileBytes bytes = builder.Build();
+  const uint32_t offsets = builder.ValueOffset(0, 273);
+  for (uint32_t i = 0; i < 3; ++i) {
+    const uint32_t low = GetU32(bytes, offsets + 4 * i, FileOrder::kLittle);
+    const uint32_t high = GetU32(bytes, offsets + 20 - 4 * i, FileOrder::kLittle);
+    PutU32(bytes, offsets + 4 * i, FileOrder::kLittle, high);
+    PutU32(bytes, offsets + 20 - 4 * i, FileOrder::kLittle, low);
+  }
+  LoadProbe turned(bytes, 4, 6, 8, 4);
+  faults.Reset();
+  EXPECT_EQ(turned.Load(), 1);
+  EXPECT_EQ(turned.Pixels(), FileBytes({20, 21, 22, 23, 16, 17, 18, 19, 12, 13, 14, 15, //
+                                        8,  9,  10, 11, 4,  5,  6,  7,  0,  1,  2,  3}));
+  EXPECT_EQ(faults.Calls(IoCall::kRead), together + 5);
+}
+
+TEST(StoredRuns, CutOffWithinABandOrAtOne) {
+  for (uint32_t missing = 0; missing <= 24; ++missing) {
+    TiffBuilder builder;
+    builder.AddPage(RowStrips(6).Sort());
+    FileBytes bytes = builder.Build();
+    const auto end = static_cast<uint32_t>(bytes.size());
+    for (uint32_t i = 0; i < 6; ++i) {
+      PutU32(bytes, builder.ValueOffset(0, 273) + 4 * i, FileOrder::kLittle, end + 4 * i);
+    }
+    const FileBytes held = Counting(24 - missing, 1);
+    bytes.insert(bytes.end(), held.begin(), held.end());
+    LoadProbe probe(bytes, 4, 6, 8, 4);
+    const int32_t result = probe.Load();
+    // A band of which something is there is filled up, and warned of; the next one fails.
+    const size_t bands = (held.size() + 3) / 4;
+    EXPECT_EQ(result, bands == 6 ? 1 : kResultReadFailed) << missing;
+    FileBytes expected = held;
+    expected.resize(4 * bands);
+    EXPECT_EQ(probe.Pixels(), expected) << missing;
+    EXPECT_EQ(+probe.request.truncationStatus, held.size() % 4 == 0 ? 1 : kResultReadFailed) << missing;
+  }
+}
+
+TEST(StoredRuns, ShortCountBehindARunShowsItsLastBand) {
+  TiffBuilder builder;
+  builder.AddPage(RowStrips(6).Sort());
+  FileBytes bytes = builder.Build();
+  PutU32(bytes, builder.ValueOffset(0, 279) + 16, FileOrder::kLittle, 1); // of the fifth strip
+  LoadProbe probe(bytes, 4, 6, 8, 4);
+  EXPECT_EQ(probe.Load(), 1);
+  FileBytes expected = Counting(24);
+  expected[17] = 13;
+  expected[18] = 14;
+  expected[19] = 15;
+  EXPECT_EQ(probe.Pixels(), expected);
+}
+
+TEST(StoredRuns, SinkEndsTheLoadWithinARun) {
+  LoadProbe probe(FileOf(RowStrips(6)), 4, 6, 8, 4);
+  probe.rows.refuseCall = 3;
+  probe.rows.refusal = 0;
+  EXPECT_EQ(probe.Load(), 0);
+  EXPECT_EQ(probe.rows.calls.size(), 3u);
+}
+
+TEST(StoredRuns, FillOrder2IsReversedInAllBands) {
+  LoadProbe probe(FileOf(Page(1, 2, {8}, 1).Strips({{0x01}, {0x02}}).Short(278, {1}).Short(266, {2})), 1, 2, 8, 1);
+  EXPECT_EQ(probe.Load(), 1);
+  EXPECT_EQ(probe.Pixels(), FileBytes({0x80, 0x40}));
+}
+
+TEST(StoredRuns, WithoutMemoryForARunBandsComeOneByOne) {
+  LoadProbe probe(FileOf(RowStrips(6)), 4, 6, 8, 4);
+  uint64_t allocations = 0;
+  {
+    const AllocFaults counter(0);
+    EXPECT_EQ(probe.Load(), 1);
+    allocations = counter.Calls();
+  }
+  probe.rows.calls.clear();
+  const AllocFaults faults(allocations);
+  EXPECT_EQ(probe.Load(), 1);
+  EXPECT_EQ(probe.Pixels(), Counting(24));
+}
+
 TEST(StoredStrips, CutOffInTheMiddleGivesZerosAndAWarning) {
   TiffDirectory page = Page(3, 4, {8}, 1).Strips({Counting(6, 10), {90, 91}}).Short(278, {2});
   LoadProbe probe(Claiming(page, 1, {90, 91}, 6), 3, 4, 8, 3);
