@@ -137,9 +137,13 @@ uint32_t Scaled(uint32_t value, uint32_t maxValue, uint32_t fullValue) {
 void TakeSamples(const std::vector<uint8_t>& raw, const PnmHeader& header, Image& image, uint32_t y) {
   const size_t count = size_t{image.width} * header.depth;
   uint8_t* to = image.Row(y);
+  if (header.maxValue == 255) {
+    std::memcpy(to, raw.data(), count);
+    return;
+  }
   if (header.maxValue < 256) {
     for (size_t i = 0; i < count; ++i) {
-      to[i] = header.maxValue == 255 ? raw[i] : static_cast<uint8_t>(Scaled(raw[i], header.maxValue, 255));
+      to[i] = static_cast<uint8_t>(Scaled(raw[i], header.maxValue, 255));
     }
     return;
   }
@@ -210,6 +214,10 @@ void WriteSampleRows(const Image& image, uint32_t keep, OutputFile& out) {
   for (uint32_t y = 0; y < image.height; ++y) {
     const uint8_t* from = image.Row(y);
     uint8_t* to = row.data();
+    if (sampleBytes == 1 && keep == channels) {
+      out.Write(from, row.size());
+      continue;
+    }
     for (uint32_t x = 0; x < image.width; ++x, from += channels * sampleBytes) {
       for (uint32_t c = 0; c < keep; ++c) {
         if (sampleBytes == 1) {
@@ -224,6 +232,15 @@ void WriteSampleRows(const Image& image, uint32_t keep, OutputFile& out) {
     }
     out.Write(row.data(), row.size());
   }
+}
+
+// The picture with whole-byte samples and without palette; `scratch` holds it where it has to be made.
+const Image& PlainImage(const Image& image, Image& scratch) {
+  if (image.kind != ImageKind::kPalette && image.bits >= 8) {
+    return image;
+  }
+  scratch = WidenToBytes(ExpandPalette(image));
+  return scratch;
 }
 
 void WriteText(OutputFile& out, const std::string& text) {
@@ -297,14 +314,16 @@ void WritePnm(const Image& image, OutputFile& out) {
     WriteBilevelRows(image, out);
     return;
   }
-  const Image plain = WidenToBytes(ExpandPalette(image));
+  Image scratch;
+  const Image& plain = PlainImage(image, scratch);
   const uint32_t keep = ChannelsOf(plain.kind) < 3 ? 1 : 3;
   WriteText(out, (keep == 1 ? "P5\n" : "P6\n") + SizeText(plain) + (plain.bits == 16 ? "65535\n" : "255\n"));
   WriteSampleRows(plain, keep, out);
 }
 
 void WritePam(const Image& image, OutputFile& out) {
-  const Image plain = WidenToBytes(ExpandPalette(image));
+  Image scratch;
+  const Image& plain = PlainImage(image, scratch);
   const bool bilevel = IsBlackAndWhite(image);
   const uint32_t channels = ChannelsOf(plain.kind);
   constexpr const char* kTypes[] = {"GRAYSCALE", "GRAYSCALE_ALPHA", "RGB", "RGB_ALPHA"};

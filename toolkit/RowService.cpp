@@ -122,7 +122,7 @@ int32_t saveStart(BitmapHandle* bitmap, BitmapHandle** descriptor, int32_t bitsP
 }
 
 int32_t saveGetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t, uint32_t,
-                   intptr_t, intptr_t, void* context) {
+                   intptr_t extra1, intptr_t, void* context) {
   if (bitmap == nullptr || descriptor == nullptr || rowBuffer == nullptr || context == nullptr) {
     return kResultInvalidParameter;
   }
@@ -131,6 +131,9 @@ int32_t saveGetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuff
     return kResultBitmapMismatch;
   }
   try {
+    if (const auto* watcher = reinterpret_cast<const RowWatcher*>(extra1); watcher != nullptr) {
+      (*watcher)(rowIndex, bitmap->height);
+    }
     RowPlan* plan = PlanFor(*static_cast<SaveContext*>(context), bitmap);
     return plan->IsUsable() && plan->Convert(rowIndex, static_cast<uint8_t*>(rowBuffer)) ? kResultOk : kResultRefused;
   } catch (const std::exception&) {

@@ -18,9 +18,15 @@
 // other bitmaps of the same size than the one at the start.
 #pragma once
 
+#include <functional>
+
 #include <vxkernel/rows.h>
 
 namespace toolkit {
+
+// What `extra1` of a request may point to: told of every row that is fetched, and of how many there are. It must not
+// throw.
+using RowWatcher = std::function<void(int32_t row, int32_t rows)>;
 
 // 1; kResultInvalidParameter, kResultNoBitmap for a bitmap without pixels, kResultDepthNotSupported, kResultNoMemory.
 int32_t saveStart(BitmapHandle* bitmap, BitmapHandle** descriptor, int32_t bitsPerPixel, uint32_t* flags,

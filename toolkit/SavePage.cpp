@@ -6,7 +6,6 @@
 
 #include "toolkit/Failure.h"
 #include "toolkit/OutputFile.h"
-#include "toolkit/RowService.h"
 #include "toolkit/Utf16.h"
 
 #include <vxtif/vxtif.h>
@@ -91,6 +90,7 @@ void SavePage(const std::string& file, Bitmap& bitmap, const SaveJob& job) {
   request.bitsPerPixel = job.bitsPerPixel;
   request.fileFormat = job.format;
   request.flags = RequestFlags(job);
+  request.extra1 = job.progress ? reinterpret_cast<intptr_t>(&job.progress) : 0;
   request.stampBitmap = job.stamp != nullptr ? job.stamp->Handle() : nullptr;
   request.tagList = tags.First();
   request.comments = comments.Block();
@@ -120,6 +120,7 @@ void SavePlanes(const std::string& file, std::vector<Bitmap>& planes, const Save
   request.bitsPerPlane = job.bitsPerPixel;
   request.format = job.format;
   request.flags = RequestFlags(job);
+  request.extra1 = job.progress ? reinterpret_cast<intptr_t>(&job.progress) : 0;
   request.options = &options;
   request.comments = comments.Block();
   request.tagList = tags.First();

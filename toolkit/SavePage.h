@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "toolkit/Bitmap.h"
+#include "toolkit/RowService.h"
 #include "toolkit/ValueLists.h"
 
 #include <vxtif/save.h>
@@ -41,6 +42,7 @@ struct SaveJob {
   std::vector<NumberedValue> comments;
   std::vector<NumberedValue> geoKeys;
   std::optional<TifSizePair> storedSize;
+  RowWatcher progress; // may be empty
 };
 
 // The record for a placement and options.

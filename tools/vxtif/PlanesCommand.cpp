@@ -90,6 +90,10 @@ void Save(const PlanesArguments& arguments) {
     }
   }
   job.bitsPerPixel = planes.front()->bitsPerPixel;
+  Progress progress(arguments.out);
+  job.progress = [&](int32_t row, int32_t rows) {
+    progress.Show(static_cast<uint64_t>(row), static_cast<uint64_t>(rows));
+  };
   toolkit::SavePlanes(arguments.out, planes, job);
 }
 

@@ -93,6 +93,10 @@ void Run(const SaveArguments& arguments) {
     stamp = ReadBitmap(arguments.stamp, arguments);
     job.stamp = &stamp;
   }
+  Progress progress(arguments.out);
+  job.progress = [&](int32_t row, int32_t rows) {
+    progress.Show(static_cast<uint64_t>(row), static_cast<uint64_t>(rows));
+  };
   toolkit::SavePage(arguments.out, bitmap, job);
 }
 
