@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "Tifutil/PackBits.h"
 #include "tif_com/BitReversal.h"
 #include "tif_com/Memory.h"
 #include "tif_com/Tags.h"
@@ -64,6 +65,15 @@ int32_t DecodeItem(TifPage* page, uint8_t* out, uint64_t room, uint64_t* written
   return kResultOk;
 }
 
+// The items that need neither a refill nor a cut. Gives the number of bytes written.
+uint64_t DecodeWholeItems(TifPage* page, uint8_t* out, uint64_t room) {
+  PackBitsSpan span = {page->codecBuffer + page->codecPosition, page->codecBuffer + page->codecByteCount, out,
+                       out + room};
+  TIFPackBitsDecodeSpan(&span);
+  page->codecPosition = static_cast<uint32_t>(span.in - page->codecBuffer);
+  return static_cast<uint64_t>(span.out - out);
+}
+
 } // namespace
 
 int32_t TIFAllocPackBitsBuffer(TifPage* page, uint32_t bytes) {
@@ -98,7 +108,8 @@ int32_t TIFRefillPackBitsBuffer(TifPage* page, uint32_t keep) {
 
 int32_t TIFDecodePackBitsRows(TifPage* page, uint8_t* out, uint32_t rowSize, uint32_t rows, TifLoadContext* context) {
   for (uint32_t row = 0; row < rows; ++row, out += rowSize) {
-    for (uint64_t written = 0; written < rowSize;) {
+    uint64_t written = DecodeWholeItems(page, out, rowSize);
+    while (written < rowSize) {
       uint64_t count = 0;
       const int32_t result = DecodeItem(page, out + written, rowSize - written, &count);
       if (result != kResultOk) {
@@ -109,6 +120,7 @@ int32_t TIFDecodePackBitsRows(TifPage* page, uint8_t* out, uint32_t rowSize, uin
         return kResultOk;
       }
       written += count;
+      written += DecodeWholeItems(page, out + written, rowSize - written);
     }
   }
   return kResultOk;

@@ -136,7 +136,9 @@ bool CopyLiteral(PackBitsInput* input, uint8_t** out, uint32_t* wanted, uint32_t
 // Exactly `length` bytes, at least one: in pieces of sixteen, the last of which goes over bytes already done. Short
 // pieces are the rule, for which a call would cost more than the copy.
 inline void CopyPiece(uint8_t* out, const uint8_t* source, uint32_t length) {
-  if (length >= 16) {
+  if (length == kLongestPiece) {
+    std::memcpy(out, source, kLongestPiece);
+  } else if (length >= 16) {
     for (uint32_t at = 0; at + 16 < length; at += 16) {
       std::memcpy(out + at, source + at, 16);
     }
@@ -173,44 +175,15 @@ inline void FillPiece(uint8_t* out, uint8_t value, uint32_t length) {
   }
 }
 
-// Packets that lie in the block whole and end within the request: no look at the block's end or the request's in
-// between.
+// The packets of the block that need no refill and end within the request.
 void DecodeWholePackets(PackBitsInput* input, uint8_t** out, uint32_t* wanted) {
-  const uint8_t* at = input->block + input->position;
-  const uint8_t* const last = input->block + kPackBitsInputBlock - (kLongestPiece + 1); // room for any packet
-  uint8_t* target = *out;
-  uint8_t* const end = target + *wanted;
-  while (at <= last) {
-    const uint8_t control = *at;
-    const auto room = static_cast<size_t>(end - target);
-    if (control < kNoOperation) {
-      const uint32_t length = control + 1u;
-      if (length > room) {
-        break;
-      }
-      CopyPiece(target, at + 1, length);
-      target += length;
-      at += length + 1;
-    } else if (control > kNoOperation) {
-      const uint32_t length = kRunBase - control;
-      if (length > room) {
-        break;
-      }
-      FillPiece(target, at[1], length);
-      target += length;
-      at += 2;
-    } else {
-      ++at;
-    }
-    if (target == end) {
-      break;
-    }
-  }
-  const auto position = static_cast<uint32_t>(at - input->block);
+  PackBitsSpan span = {input->block + input->position, input->block + kPackBitsInputBlock, *out, *out + *wanted};
+  TIFPackBitsDecodeSpan(&span);
+  const auto position = static_cast<uint32_t>(span.in - input->block);
   input->taken += position - input->position;
   input->position = position;
-  *out = target;
-  *wanted = static_cast<uint32_t>(end - target);
+  *out = span.out;
+  *wanted = static_cast<uint32_t>(span.outEnd - span.out);
 }
 
 } // namespace
@@ -236,15 +209,43 @@ void TIFPackBitsEncodeRow(uint8_t** cursor, const uint8_t* source, uint32_t byte
   *cursor = target;
 }
 
+void TIFPackBitsDecodeSpan(PackBitsSpan* span) {
+  const uint8_t* in = span->in;
+  uint8_t* out = span->out;
+  while (out != span->outEnd && span->inEnd - in > static_cast<ptrdiff_t>(kLongestPiece)) { // room for any packet
+    const uint8_t control = *in;
+    const auto room = static_cast<size_t>(span->outEnd - out);
+    if (control < kNoOperation) {
+      const uint32_t length = control + 1u;
+      if (length > room) {
+        break;
+      }
+      CopyPiece(out, in + 1, length);
+      out += length;
+      in += length + 1;
+    } else if (control > kNoOperation) {
+      const uint32_t length = kRunBase - control;
+      if (length > room) {
+        break;
+      }
+      FillPiece(out, in[1], length);
+      out += length;
+      in += 2;
+    } else {
+      ++in;
+    }
+  }
+  span->in = in;
+  span->out = out;
+}
+
 uint32_t TIFPackBitsReadStream(uint8_t* out, VxFileHandle file, uint32_t wanted, uint8_t* inputBlock,
                                uint32_t* position, BitOrder order) {
   PackBitsInput input = {file, inputBlock, *position, 0, 0, order};
   while (wanted != 0 && Fill(&input)) {
-    if (input.position + kLongestPiece + 1 <= kPackBitsInputBlock) {
-      DecodeWholePackets(&input, &out, &wanted);
-      if (wanted == 0 || !Fill(&input)) {
-        break;
-      }
+    DecodeWholePackets(&input, &out, &wanted);
+    if (wanted == 0 || !Fill(&input)) {
+      break;
     }
     const uint8_t control = Take(&input);
     if (control < kNoOperation) {

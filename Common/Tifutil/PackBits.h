@@ -1,5 +1,6 @@
 // TIFF PackBits (compression 32773): the row encoder of saves, and the sequential reader of raw PackBits pages. The
-// strip reader has a decoder of its own that works through the page's codecBuffer.
+// strip reader has a decoder of its own that works through the page's codecBuffer; both share the loop over whole
+// packets.
 #pragma once
 
 #include <cstdint>
@@ -22,3 +23,13 @@ enum class BitOrder : int32_t { kAsRead = 0, kReverse = 1 };
 // kPackBitsInputBlock. Two refills in a row that read nothing end the call.
 uint32_t TIFPackBitsReadStream(uint8_t* out, VxFileHandle file, uint32_t wanted, uint8_t* inputBlock,
                                uint32_t* position, BitOrder order);
+
+// Packets that lie whole in front of both ends: the common case of any PackBits decoder, without a look at the ends in
+// between. Stops ahead of the first packet that needs one; `in` and `out` move on.
+struct PackBitsSpan {
+  const uint8_t* in;
+  const uint8_t* inEnd;
+  uint8_t* out;
+  uint8_t* outEnd;
+};
+void TIFPackBitsDecodeSpan(PackBitsSpan* span);
