@@ -191,10 +191,27 @@ int32_t LoadOldBlock(TifFile* file, const TifDirEntry* entry, uint64_t more, uin
   return kResultOk;
 }
 
+// The block without the zeros that pad it behind its last data set: data sets that follow them would be out of reach. A
+// block that is damaged before its end is left as it is.
+uint32_t WithoutPadding(uint8_t* block, uint32_t bytes) {
+  uint8_t* set = block;
+  uint8_t* const end = block + bytes;
+  uint8_t* data = nullptr;
+  int64_t length = 0;
+  while (ReadSetHead(set, end, &data, &length) == kResultOk && length <= end - data) {
+    set = data + length;
+  }
+  const bool isPadded = std::all_of(set, end, [](uint8_t byte) { return byte == 0; });
+  return isPadded ? static_cast<uint32_t>(set - block) : bytes;
+}
+
 // The old block without what is set anew, and the new data sets behind it.
 uint32_t JoinBlocks(TifCommentBlock* comments, uint8_t* old, uint32_t oldBytes, const uint8_t* added,
                     uint32_t addedBytes) {
-  const uint32_t kept = TIFRemoveIptcComments(comments, old, oldBytes);
+  uint32_t kept = TIFRemoveIptcComments(comments, old, oldBytes);
+  if (addedBytes != 0) {
+    kept = WithoutPadding(old, kept);
+  }
   krnMemCopy(old + kept, added, addedBytes);
   return kept + addedBytes;
 }

@@ -444,6 +444,46 @@ TEST_P(IptcFile, AnyEditThatChangesSomethingEvensAnOddBlock) {
   EXPECT_EQ(Block(file), Joined({odd, {0}}));
 }
 
+TEST_P(IptcFile, SetsThatFollowDropTheZerosThatPaddedTheBlock) {
+  const TempFile file(PlainFile());
+  CommentSlots first;
+  first.Text(kCommentKeywords, "a\1bc"); // 20 bytes with the version; each edit below leaves an odd number
+  EXPECT_EQ(SetComments(file, first), kResultOk);
+  CommentSlots second;
+  second.Text(kCommentCity, "Oslo");
+  EXPECT_EQ(SetComments(file, second), kResultOk);
+  EXPECT_EQ(Block(file), Joined({kVersion, Set(25, "a"), Set(25, "bc"), Set(90, "Oslo"), {0}}));
+  CommentSlots third;
+  third.Text(kCommentKeywords, "d");
+  EXPECT_EQ(SetComments(file, third), kResultOk);
+  EXPECT_EQ(Block(file), Joined({kVersion, Set(90, "Oslo"), Set(25, "d")}));
+  EXPECT_EQ(WholeText(file, kCommentKeywords), "d");
+  EXPECT_EQ(WholeText(file, kCommentCity), "Oslo");
+}
+
+TEST_P(IptcFile, ZerosAreDroppedOnlyBehindWholeSets) {
+  const FileBytes kept[] = {
+      Joined({Set(90, "Oslo"), {0, 1}}),                               // no padding
+      Joined({Set(90, "Oslo"), {0x1C, 2, 5, 0, 9, 0, 0}}),             // a set that runs out of the block
+      Joined({Set(90, "Oslo"), {0x1C, 2, 5, 0x80, 2, 0, 0, 0, 0, 0}}), // one whose length cannot be read
+      Joined({Set(90, std::string_view("Oslo\0\0", 6))}),              // a value's own
+  };
+  for (const FileBytes& block : kept) {
+    const TempFile file(File(1, block));
+    CommentSlots slots;
+    slots.Text(kCommentCaption, "abc");
+    EXPECT_EQ(SetComments(file, slots), kResultOk);
+    FileBytes expected = Joined({block, Set(120, "abc")});
+    expected.resize((expected.size() + 1) / 2 * 2);
+    EXPECT_EQ(Block(file), expected);
+  }
+  const TempFile file(File(1, Joined({Set(90, "Oslo"), FileBytes(9, 0)})));
+  CommentSlots slots;
+  slots.Text(kCommentCaption, "abc");
+  EXPECT_EQ(SetComments(file, slots), kResultOk);
+  EXPECT_EQ(Block(file), Joined({Set(90, "Oslo"), Set(120, "abc"), {0}}));
+}
+
 TEST_P(IptcFile, SmallerBlockGoesOverTheOldOne) {
   const TempFile file(File(1, Joined({Set(120, "A tall tower"), Set(90, "Rome!")})));
   const uint32_t place = ReadFilePage(file.Read()).Find(kIptc)->word;
