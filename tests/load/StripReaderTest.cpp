@@ -537,6 +537,18 @@ TEST(PackBitsRefill, LastByteOfTheStripAloneIsTooShort) {
   EXPECT_EQ(stream.context.status, kResultCodecShort);
 }
 
+TEST(PackBitsRefill, RunCutOffBehindItsControlByteStaysInTheBuffer) {
+  // The buffer of 4 holds a literal; the refill brings the run's control byte alone, since the file ends there although
+  // the strip goes on. The value is then the stale byte behind it.
+  PackBitsStream stream({2, 1, 2, 3, 254}, 4);
+  stream.page.codecBytesLeft = 6;
+  ASSERT_EQ(TIFRefillPackBitsBuffer(&stream.page, 0), 1);
+  FileBytes out(9);
+  EXPECT_EQ(TIFDecodePackBitsRows(&stream.page, out.data(), 9, 1, &stream.context), 1);
+  EXPECT_EQ(out, FileBytes({1, 2, 3, 1, 1, 1, 0, 0, 0}));
+  EXPECT_EQ(stream.context.status, kResultCodecShort);
+}
+
 TEST(PackBitsRefill, ResumesInTheNextPiece) {
   PackBitsStream stream({3, 1, 2, 3, 4, 253, 9}, 64);
   ASSERT_EQ(TIFRefillPackBitsBuffer(&stream.page, 0), 1);
