@@ -1,5 +1,5 @@
-// Random sequences of edits on files of several pages. After every step the chain is sound, pages hold what was put into
-// them, and pages that the step does not name keep all their bytes but for the values of tags 254 and 297.
+// Random sequences of edits on files of several pages. After every step the chain is sound, pages hold what was put
+// into them, and pages that the step does not name keep all their bytes but for the values of tags 254 and 297.
 
 #include <algorithm>
 #include <string>

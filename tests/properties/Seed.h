@@ -1,5 +1,5 @@
-// Random numbers of the property tests: the same on every machine for a seed, which is printed with every run and can be
-// set by VX_SEED.
+// Random numbers of the property tests: the same on every machine for a seed, which is printed with every run and can
+// be set by VX_SEED.
 #pragma once
 
 #include <cstdint>
