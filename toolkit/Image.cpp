@@ -219,12 +219,12 @@ Image CropImage(const Image& image, uint32_t left, uint32_t top, uint32_t width,
     return RepackBits(CropImage(IndexBytes(image), left, top, width, height), image.bits);
   }
   Image part;
-  AllocateImage(part, width, height, image.kind, image.bits);
+  AllocateImage(part, width, width == 0 ? 0 : height, image.kind, image.bits);
   part.palette = image.palette;
   part.xResolution = image.xResolution;
   part.yResolution = image.yResolution;
   const size_t skip = size_t{left} * ChannelsOf(image.kind) * image.bits / 8;
-  for (uint32_t y = 0; y < height; ++y) {
+  for (uint32_t y = 0; y < part.height; ++y) {
     std::memcpy(part.Row(y), image.Row(top + y) + skip, part.rowBytes);
   }
   return part;
