@@ -105,7 +105,7 @@ std::array<VxColor, kPaletteEntries> ColoursOfBitmap(const BitmapHandle& bitmap)
 }
 
 BitmapRows::BitmapRows(const BitmapHandle* bitmap)
-    : bitmap_(bitmap), kind_(KindOfBitmap(*bitmap)), width_(static_cast<uint32_t>(std::max(bitmap->width, int32_t{0}))),
+    : bitmap_(bitmap), kind_(KindOfBitmap(*bitmap)), width_(static_cast<uint32_t>(std::max(int32_t{bitmap->width}, 0))),
       bits_(static_cast<uint32_t>(bitmap->bitsPerPixel)), blueFirst_(bitmap->order == kOrderBlueFirst) {
   channels_ = bits_ == 24 || bits_ == 48 ? 3 : 4;
   row_.resize((size_t{width_} * bits_ + 7) / 8);
@@ -136,7 +136,7 @@ void BitmapRows::PrepareTones() {
   const bool table = (bitmap_->flags & kBitmapHasLookupTable) != 0 && bitmap_->lookupTableLength != 0;
   const auto* colours = table ? static_cast<const VxColor*>(krnGlobalPointer(bitmap_->lookupTable)) : nullptr;
   const size_t entries =
-      std::min<size_t>(bitmap_->lookupTableLength, krnGlobalSize(bitmap_->lookupTable) / sizeof(VxColor));
+      std::min(size_t{bitmap_->lookupTableLength}, krnGlobalSize(bitmap_->lookupTable) / sizeof(VxColor));
   tones_.resize(size_t{full} + 1);
   for (uint32_t i = 0; i <= full; ++i) {
     if (colours != nullptr && entries != 0) {

@@ -261,22 +261,22 @@ Image PictureOfBitStream(const LoadedPage& page) {
   const uint32_t colours = samples >= 3 ? 3 : 1;
   Image image = NewPicture(page, colours == 3 ? ImageKind::kRgb : ImageKind::kGray, 16);
   const auto depth = static_cast<uint32_t>(page.bitmap->bitsPerPixel);
-  const uint64_t rowBits = static_cast<uint64_t>(page.bitmap->bytesPerLine) * 8;
+  const auto rowBytes = static_cast<uint64_t>(page.bitmap->bytesPerLine);
   const bool lowNibbleFirst = depth == 12;
+  // Samples whose bits together are more than the pixel's depth run past the row: there is nothing.
   const auto bitAt = [&](const uint8_t* row, uint64_t position) -> uint32_t {
-    if (position >= rowBits) {
-      return 0;
-    }
+    uint64_t byte = position / 8;
+    uint64_t shift = 7 - position % 8;
     if (lowNibbleFirst) {
       // Pixel bits from the highest down, in nibbles: an even pixel holds its high nibble in the low half of its
       // second byte.
-      const uint64_t pair = position / 24 * 3;
       static constexpr uint8_t kByte[] = {1, 0, 0, 2, 2, 1};
       static constexpr uint8_t kShift[] = {0, 4, 0, 4, 0, 4};
       const auto nibble = static_cast<size_t>(position % 24 / 4);
-      return row[pair + kByte[nibble]] >> (kShift[nibble] + 3 - position % 4) & 1u;
+      byte = position / 24 * 3 + kByte[nibble];
+      shift = kShift[nibble] + 3 - position % 4;
     }
-    return row[position / 8] >> (7 - position % 8) & 1u;
+    return byte < rowBytes ? row[byte] >> shift & 1u : 0u;
   };
   ForEachRow(page, image, [&](const uint8_t* from, uint8_t* to) {
     for (uint32_t x = 0; x < image.width; ++x) {
@@ -347,8 +347,7 @@ Image Convert(const LoadedPage& page) {
   if (oneSample && !colourWords && depth <= 32) {
     return PictureOfDeepGray(page);
   }
-  return HasEvenSamples(layout, depth) || page.bitmap->order == kOrderBlueFirst ? PictureOfColours(page)
-                                                                                : PictureOfBitStream(page);
+  return HasEvenSamples(layout, depth) ? PictureOfColours(page) : PictureOfBitStream(page);
 }
 
 } // namespace

@@ -182,7 +182,7 @@ bool RowPlan::MapOntoRamp(const std::vector<VxColor>& used, Palette& palette) {
 // Converts the whole picture at once: error diffusion needs the rows in order, and a save may ask for them in any.
 void RowPlan::Reduce(const Palette& palette, uint32_t entries, bool ramp) {
   work_ = Work::kReduced;
-  reduced_.assign(outBytes_ * static_cast<size_t>(std::max(bitmap_->height, int32_t{0})), 0);
+  reduced_.assign(outBytes_ * static_cast<size_t>(std::max(int32_t{bitmap_->height}, 0)), 0);
   const PictureRows picture = {width_, bitmap_->height, [this, ramp](int32_t row, uint8_t* out) {
                                  if (!rows_.Fetch(row)) {
                                    return false;

@@ -50,7 +50,7 @@ int32_t DecodeItem(TifPage* page, uint8_t* out, uint64_t room, uint64_t* written
     krnMemSet(out, page->codecBuffer[page->codecPosition], static_cast<size_t>(count));
     // Where a refill brought the control byte alone, the value is the buffer's stale byte and the position stays at the
     // end: behind it, what is left would count as almost 4 GiB.
-    page->codecPosition = std::min<uint32_t>(page->codecPosition + 1, page->codecByteCount);
+    page->codecPosition = std::min(page->codecPosition + 1, uint32_t{page->codecByteCount});
     *written = count;
     return kResultOk;
   }
