@@ -224,7 +224,13 @@ void Reader::Finish() {
     layout.photometric = kBlackIsZero;
   }
   layout.bitsPerPixel = depth;
+  layout.parsedPhotometric = layout.photometric;
   layout.separatePlanes = planar == 2 && layout.photometric != kYCbCr && layout.samplesPerPixel != 1 && stripCount != 1;
+  // Grey stands where colours would need a map, or more bits.
+  const bool grayDepth = depth == 8 || (depth == 4 && layout.photometric != kCmyk);
+  if (grayDepth && !layout.hasColorMap && layout.photometric > kBlackIsZero) {
+    layout.photometric = kBlackIsZero;
+  }
 }
 
 // A sub-entry 2 of type BYTE. The block is little-endian in every file.
@@ -261,10 +267,10 @@ bool IsDecodedHere(const SampleLayout& layout) {
 
 // Separate planes come merged. Colours of 8 and 16 bits of CMYK planes are converted to three, with or without alpha.
 size_t MergedRowBytes(const SampleLayout& layout, uint64_t width, uint32_t bitmapDepth) {
-  const uint32_t colours = layout.photometric == kCmyk ? 4 : 3;
+  const uint32_t colours = layout.parsedPhotometric == kCmyk ? 4 : 3;
   const uint32_t alpha = layout.samplesPerPixel > colours && bitmapDepth == 32 ? 1 : 0;
   const uint32_t bits = layout.bitsPerSample[0];
-  const bool converted = layout.photometric == kCmyk && bitmapDepth != 4 && (bits == 8 || bits == 16);
+  const bool converted = layout.parsedPhotometric == kCmyk && bitmapDepth != 4 && (bits == 8 || bits == 16);
   const uint32_t samples = (converted ? 3 : colours) + alpha;
   return BytesOfBits(uint64_t{samples} * bits * width);
 }

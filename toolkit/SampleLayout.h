@@ -20,8 +20,9 @@ struct SampleLayout {
   int32_t height = -1;
   uint32_t version = 42;
   uint32_t compression = 1;
-  uint32_t photometric = 0;
-  bool separatePlanes = false; // as the load sees it: one plane or one strip is chunky
+  uint32_t photometric = 0;       // as the load takes it
+  uint32_t parsedPhotometric = 0; // as the file says; separate planes are merged by this one
+  bool separatePlanes = false;    // as the load sees it: one plane or one strip is chunky
   uint32_t samplesPerPixel = 1;
   std::array<uint32_t, kMaxSamples> bitsPerSample = {1};
   uint32_t totalBits = 1;

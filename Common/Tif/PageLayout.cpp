@@ -37,6 +37,11 @@ uint64_t TIFTileRowBytes(const TifPage* page) {
 }
 
 uint32_t TIFRowsOfUnit(const TifPage* page) {
+  // A repair of the photometric value behind the parser's own leaves the sub-sampling of a page that no longer is
+  // YCbCr. Its rows stand one by one, and more of them must not be promised to a sink.
+  if (page->photometricInterpretation != kPhotometricYCbCr) {
+    return 1;
+  }
   const uint32_t rows = page->yCbCrSubSampleVert;
   return rows == 0 ? 1 : rows;
 }

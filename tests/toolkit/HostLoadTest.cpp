@@ -302,6 +302,26 @@ TEST(RawRows, LeaveNothingOutOfYCbCr) {
   EXPECT_EQ(RowsOf(page).size(), 4u * 12);
 }
 
+// Two of three YCbCr samples are extra: what is left is grey of 8 bits, whose rows are not sub-sampled.
+TEST(RawRows, StandOneByOneWhereYCbCrBecomesGrey) {
+  TiffDirectory page = Page(5, 3, {8, 8, 8}, 6, {});
+  page.Remove(273).Remove(279).Strips({{1, 0, 0, 2, 0, 0, 3, 0, 0, 4, 0, 0, 5, 0, 0},
+                                       {6, 0, 0, 7, 0, 0, 8, 0, 0, 9, 0, 0, 10, 0, 0},
+                                       {11, 0, 0, 12, 0, 0, 13, 0, 0, 14, 0, 0, 15, 0, 0}});
+  page.Remove(278).Long(278, {1}).Short(338, {0, 0});
+  EXPECT_EQ(RowsOf(page), (Bytes{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}));
+}
+
+// One sample of 32 bits is grey, whatever the photometric value says.
+TEST(RawRows, StandOneByOneWhereYCbCrIsOneLong) {
+  Bytes longs;
+  for (const uint32_t value : {7u, 8u, 9u}) {
+    AppendU32(longs, FileOrder::kLittle, value);
+  }
+  const Bytes again = RowsOf(Page(1, 3, {32}, 6, longs));
+  EXPECT_EQ(again, longs);
+}
+
 TEST(RawSource, TakesBareRows) {
   const TempFile file(Bytes{0xEE, 1, 2, 3, 4, 5, 6});
   toolkit::LoadOptions options;
