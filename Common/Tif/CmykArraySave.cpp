@@ -8,9 +8,9 @@
 #include <vxtif/results.h>
 #include <vxtif/save.h>
 
+#include "Tif/DirectoryJob.h"
 #include "Tif/PlaneMerge.h"
 #include "Tif_lzw/StripWriter.h"
-#include "Tifutil/DirectoryWriter.h"
 #include "tif_com/Memory.h"
 #include "tif_com/PageChain.h"
 #include "tif_com/SaveState.h"
@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr uint32_t kLeastPackBitsBuffer = 8192;
 constexpr uint64_t kMostRowBytes = UINT32_MAX;
 
 struct ArrayFormat {
@@ -281,28 +280,15 @@ int32_t WritePageDirectory(ArraySave* save) {
   job.descriptor = save->descriptor;
   // One plane short: the directory adds a sample for CMYK.
   job.bitsPerPixel = static_cast<int32_t>((request->planeCount - 1) * static_cast<uint32_t>(request->bitsPerPlane));
-  job.stripCount = StripsOfPass(save) * save->passes;
-  job.byteCounts = save->rows.byteCounts;
   job.compression = save->format->compression;
   job.comments = request->comments;
   job.options = save->options;
   job.tagList = request->tagList;
-  job.tileWidth = save->rows.tileWidth;
-  job.rowsPerStrip = save->rows.rowsPerStrip;
   job.markers = request->markers;
   job.page = save->page;
   job.geoKeys = request->geoKeys;
+  TIFSetJobLayout(&job, &save->rows, StripsOfPass(save) * save->passes);
   return TIFWriteDirectory(&save->file, &job);
-}
-
-int32_t AllocatePackBits(ArraySave* save) {
-  if (save->rows.format != kFormatPackBits) {
-    return kResultOk;
-  }
-  const uint32_t bytes = std::max(save->rows.stripBytes, kLeastPackBitsBuffer);
-  save->page->codecBufferSize = bytes;
-  save->page->codecBuffer = static_cast<uint8_t*>(TIFAlloc(bytes, 1));
-  return save->page->codecBuffer != nullptr ? kResultOk : kResultNoMemory;
 }
 
 int32_t TIFWritePlaneStrips(const StripWriteJob& job, uint32_t* byteCountsOfPlane) {
@@ -348,8 +334,8 @@ int32_t WritePage(ArraySave* save) {
   if (result == kResultOk) {
     result = WritePageDirectory(save);
   }
-  if (result == kResultOk) {
-    result = AllocatePackBits(save);
+  if (result == kResultOk && save->rows.format == kFormatPackBits) {
+    result = TIFInitPackBitsPage(save->page, save->rows.stripBytes);
   }
   if (result == kResultOk) {
     result = WritePlanes(save);

@@ -4,11 +4,7 @@
 
 #include <vxtif/formats.h>
 
-namespace {
-
-constexpr uint32_t kPaletteInContext = 8; // byte of the row service's context at which the output palette stands
-
-} // namespace
+#include "Tif_lzw/SaveRows.h"
 
 FaxRowSource TIFFaxRowSource(const FilterSaveRequest* request, uint32_t t4Options) {
   FaxRowSource source = {};
@@ -46,7 +42,8 @@ int32_t TIFGetFaxColours(FilterSaveRequest* request, VxColor* palette) {
   if (result < 1) {
     return result;
   }
-  const bool whiteFirst = context != nullptr && static_cast<const uint8_t*>(context)[kPaletteInContext] != 0;
+  const VxColor* const own = TIFOutputPalette(context);
+  const bool whiteFirst = own != nullptr && own[0].blue != 0;
   const uint8_t first = whiteFirst ? 255 : 0;
   const auto second = static_cast<uint8_t>(255 - first);
   palette[0] = VxColor{first, first, first, 0};

@@ -8,9 +8,8 @@
 #include <vxtif/formats.h>
 #include <vxtif/results.h>
 
+#include "Tif/DirectoryJob.h"
 #include "Tif/FaxRows.h"
-#include "Tif_lzw/StripWriter.h"
-#include "Tifutil/DirectoryWriter.h"
 #include "tif_com/Memory.h"
 #include "tif_com/PageChain.h"
 #include "tif_com/SaveState.h"
@@ -73,22 +72,12 @@ void CutWidePage(const FilterSaveRequest* request) {
 
 int32_t WriteFaxDirectory(FaxPage* fax, uint32_t pieces, const uint32_t* byteCounts) {
   const FilterSaveRequest* request = fax->request;
-  DirectoryWriteJob job = {};
-  job.descriptor = request->bitmap;
-  job.bitsPerPixel = 1;
-  job.palette = fax->palette;
-  job.stripCount = pieces;
+  DirectoryWriteJob job = TIFDirectoryJob(request, request->bitmap, fax->page);
+  TIFSetJobLayout(&job, &fax->rows, pieces);
   job.byteCounts = byteCounts;
+  job.palette = fax->palette;
   job.compression = fax->format->compression;
-  job.comments = request->comments;
-  job.options = request->fileOptions;
-  job.tagList = request->tagList;
   job.faxOptions = fax->format->faxOptions;
-  job.tileWidth = fax->rows.tileWidth;
-  job.rowsPerStrip = fax->rows.rowsPerStrip;
-  job.markers = request->markers;
-  job.private50235 = request->private50235;
-  job.page = fax->page;
   return TIFWriteDirectory(fax->file, &job);
 }
 

@@ -8,17 +8,15 @@
 
 #include <vxtif/results.h>
 
+#include "Tif/DirectoryJob.h"
 #include "Tif/Siblings.h"
-#include "Tifutil/DirectoryWriter.h"
+#include "Tif_lzw/SaveRows.h"
 #include "tif_com/Memory.h"
 #include "tif_com/PageChain.h"
 #include "tif_com/SaveState.h"
 #include "tif_com/TagAccess.h"
 
 namespace {
-
-constexpr uint32_t kLeastPackBitsBuffer = 8192;
-constexpr uint32_t kPaletteInContext = 8; // byte of the row service's context at which the output palette stands
 
 // One page on its way to the file.
 struct PageSave {
@@ -143,14 +141,13 @@ int32_t PrepareCodec(PageSave* save) {
 // The output's palette, unless a plain grey ramp is to go without one.
 const VxColor* WrittenPalette(const PageSave* save) {
   const FilterSaveRequest* request = save->request;
-  if (request->bitsPerPixel > 8 || save->conversionContext == nullptr) {
+  if (request->bitsPerPixel > 8) {
     return nullptr;
   }
   if ((request->fileOptions->flags & kSaveDropGrayPalette) != 0 && krnBitmapIsGray(save->descriptor) == 1) {
     return nullptr;
   }
-  const auto* context = static_cast<const uint8_t*>(save->conversionContext);
-  return reinterpret_cast<const VxColor*>(context + kPaletteInContext);
+  return TIFOutputPalette(save->conversionContext);
 }
 
 uint32_t StripCount(const PageSave* save) {
@@ -165,33 +162,12 @@ int32_t WritePageDirectory(PageSave* save) {
     save->file.stateFlags &= ~static_cast<uint32_t>(kStateSigned);
   }
   save->descriptor->viewPerspective = request->bitmap->viewPerspective;
-  DirectoryWriteJob job = {};
-  job.descriptor = save->descriptor;
-  job.bitsPerPixel = request->bitsPerPixel;
+  DirectoryWriteJob job = TIFDirectoryJob(request, save->descriptor, save->page);
+  TIFSetJobLayout(&job, &save->rows, StripCount(save));
   job.palette = WrittenPalette(save);
-  job.stripCount = StripCount(save);
-  job.byteCounts = save->rows.byteCounts;
   job.compression = save->format->compression;
-  job.comments = request->comments;
-  job.options = request->fileOptions;
-  job.tagList = request->tagList;
-  job.tileWidth = save->rows.tileWidth;
-  job.rowsPerStrip = save->rows.rowsPerStrip;
-  job.markers = request->markers;
-  job.private50235 = request->private50235;
-  job.page = save->page;
   job.geoKeys = request->geoKeys;
   return TIFWriteDirectory(&save->file, &job);
-}
-
-int32_t AllocatePackBits(PageSave* save) {
-  if (save->rows.format != kFormatPackBits) {
-    return kResultOk;
-  }
-  const uint32_t bytes = std::max(save->rows.stripBytes, kLeastPackBitsBuffer);
-  save->page->codecBufferSize = bytes;
-  save->page->codecBuffer = static_cast<uint8_t*>(TIFAlloc(1, bytes));
-  return save->page->codecBuffer != nullptr ? kResultOk : kResultNoMemory;
 }
 
 int32_t WriteStrips(PageSave* save) {
@@ -215,7 +191,8 @@ int32_t WritePixels(PageSave* save) {
   if (HasState(save, kStateBySibling)) {
     return TIFSiblingSaveStream(save->request, save->file.fileHandle, save->rows.byteCounts);
   }
-  const int32_t result = AllocatePackBits(save);
+  const int32_t result =
+      save->rows.format == kFormatPackBits ? TIFInitPackBitsPage(save->page, save->rows.stripBytes) : kResultOk;
   return result == kResultOk ? WriteStrips(save) : result;
 }
 

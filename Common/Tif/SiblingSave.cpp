@@ -5,6 +5,7 @@
 #include <vxtif/formats.h>
 
 #include "Tif/Siblings.h"
+#include "Tif_lzw/SaveRows.h"
 #include "tif_com/Memory.h"
 
 namespace {
@@ -45,8 +46,6 @@ const SavedFormat* FindSavedFormat(int32_t asked) {
   }
   return nullptr;
 }
-
-constexpr uint32_t kViewBottomUp = 4;
 
 // The sibling's save on the stream that begins at the current position.
 int32_t SaveAtPosition(FilterSaveRequest* request, VxFileHandle file, const SavedFormat& format, uint32_t* byteCount) {

@@ -5,9 +5,10 @@
 #include <vxfax/vxfax.h>
 #include <vxtif/results.h>
 
+#include "Tif/DirectoryJob.h"
 #include "Tif/FaxRows.h"
 #include "Tif/FaxSave.h"
-#include "Tifutil/DirectoryWriter.h"
+#include "Tif_lzw/SaveRows.h"
 #include "tif_com/Memory.h"
 #include "tif_com/PageChain.h"
 #include "tif_com/SaveState.h"
@@ -64,21 +65,13 @@ uint32_t RotatedView(int32_t degrees) {
 int32_t WriteVariantDirectory(VariantPage* page) {
   static constexpr VxColor kWhiteFirst[] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
   const FilterSaveRequest* request = page->request;
-  DirectoryWriteJob job = {};
-  job.descriptor = request->bitmap;
-  job.bitsPerPixel = 1;
+  DirectoryWriteJob job = TIFDirectoryJob(request, request->bitmap, page->page);
   job.palette = kWhiteFirst;
   job.stripCount = page->pieces;
   job.byteCounts = page->byteCounts;
   job.compression = kCompressionGroup4;
-  job.comments = request->comments;
-  job.options = request->fileOptions;
-  job.tagList = request->tagList;
   job.tileWidth = page->pieceWidth;
   job.rowsPerStrip = page->pieceHeight;
-  job.markers = request->markers;
-  job.private50235 = request->private50235;
-  job.page = page->page;
   return TIFWriteDirectory(&page->file, &job);
 }
 
@@ -111,7 +104,7 @@ int32_t WriteVariantPage(VariantPage* page) {
     return result;
   }
   if (mirrored != 0) {
-    bitmap->viewPerspective = 4;
+    bitmap->viewPerspective = kViewBottomUp;
   }
   result = EncodePieces(page);
   bitmap->viewPerspective = kept;

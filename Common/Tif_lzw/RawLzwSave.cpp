@@ -4,6 +4,7 @@
 #include <vxtif/results.h>
 
 #include "Tif_lzw/LzwCodec.h"
+#include "Tif_lzw/SaveRows.h"
 #include "Tif_lzw/StripWriter.h"
 #include "Tif_lzw/WrittenRows.h"
 #include "Tifutil/Predictor.h"
@@ -35,9 +36,8 @@ int32_t EncodeRows(const FilterSaveRequest* request, TifPage* page, LzwEncoder* 
   const int64_t bits = static_cast<int64_t>(rows->descriptor->bitsPerPixel) * rows->descriptor->width;
   const auto rowBytes = static_cast<uint32_t>((bits + 7) >> 3);
   for (int32_t row = 0; row < bitmap->height; ++row) {
-    const int32_t source = bitmap->viewPerspective == 4 ? bitmap->height - row - 1 : row;
-    int32_t result = request->saveGetRow(bitmap, rows->descriptor, rows->rowBuffer, source, 1, request->flags,
-                                         request->extra1, request->extra2, rows->context);
+    int32_t result = request->saveGetRow(bitmap, rows->descriptor, rows->rowBuffer, TIFRowToFetch(bitmap, row), 1,
+                                         request->flags, request->extra1, request->extra2, rows->context);
     if (result == kResultOk) {
       result = EncodeRow(page, encoder, rows, rowBytes);
     }

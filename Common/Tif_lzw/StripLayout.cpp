@@ -1,5 +1,6 @@
 // How large the strips or tiles of a page are, and how many bytes each of them is going to take. Computed before the
-// directory is written, which needs the counts; exact for uncompressed pages, an estimate for the others.
+// directory is written, which needs the counts; exact for uncompressed pages, an estimate for the others. And the codec
+// fields of the scratch page that go with a layout.
 
 #include <algorithm>
 
@@ -175,4 +176,11 @@ int32_t TIFInitLZWPage(TifPage* page, const SaveOptions* options, const BitmapHa
     page->lzwRatioCheck = (options->flags2 & kSaveNoRatioCheck) == 0;
   }
   return kResultOk;
+}
+
+int32_t TIFInitPackBitsPage(TifPage* page, uint32_t stripBytes) {
+  constexpr uint32_t kLeastBuffer = 8192;
+  page->codecBufferSize = std::max(stripBytes, kLeastBuffer);
+  page->codecBuffer = static_cast<uint8_t*>(TIFAlloc(1, page->codecBufferSize));
+  return page->codecBuffer != nullptr ? kResultOk : kResultNoMemory;
 }

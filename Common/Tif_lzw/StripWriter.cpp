@@ -9,6 +9,7 @@
 #include <vxtif/results.h>
 
 #include "Tif_lzw/LzwCodec.h"
+#include "Tif_lzw/SaveRows.h"
 #include "Tif_lzw/WrittenRows.h"
 #include "Tifutil/PackBits.h"
 #include "Tifutil/Predictor.h"
@@ -57,9 +58,7 @@ RowState FetchRow(StripState* strip, uint32_t row, int32_t* result) {
   if (static_cast<int64_t>(row) >= bitmap->height) {
     return PadRow(strip);
   }
-  // A bitmap of view 4 comes out top down.
-  const auto index = static_cast<int32_t>(row);
-  const int32_t source = bitmap->viewPerspective == 4 ? bitmap->height - index - 1 : index;
+  const int32_t source = TIFRowToFetch(bitmap, static_cast<int32_t>(row));
   *result = context->saveGetRow(bitmap, job->descriptor, job->rowBuffer, source, 1, context->flags, context->extra1,
                                 context->extra2, job->conversionContext);
   return *result == kResultOk ? RowState::kReady : RowState::kFailed;

@@ -42,6 +42,9 @@ int32_t TIFComputeStripLayout(const BitmapHandle* bitmap, TifRowContext* context
 int32_t TIFInitLZWPage(TifPage* page, const SaveOptions* options, const BitmapHandle* descriptor, int32_t bitsPerPixel,
                        VxFileHandle file, bool isCmyk, bool isYcc, uint32_t tileWidth, uint32_t rowsPerStrip);
 
+// Gives the scratch page a buffer that a PackBits strip of `stripBytes` at worst fits in. 1 or -1.
+int32_t TIFInitPackBitsPage(TifPage* page, uint32_t stripBytes);
+
 // What the strips of one page share while they are written.
 struct StripWriteJob {
   TifRowContext* context;

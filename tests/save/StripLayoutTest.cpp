@@ -210,4 +210,19 @@ TEST(LzwPage, NoMemoryIsMinusOne) {
   EXPECT_EQ(kResultNoMemory, TIFInitLZWPage(&page, &options, &descriptor, 8, 1, false, false, 8, 8));
 }
 
+TEST(PackBitsPage, HoldsAStripAtWorstAndAtLeast8192Bytes) {
+  KernelGuard guard;
+  for (const auto& [stripBytes, bufferSize] :
+       {std::pair{0u, 8192u}, std::pair{8191u, 8192u}, std::pair{8193u, 8193u}}) {
+    TifPage page = {};
+    ASSERT_EQ(kResultOk, TIFInitPackBitsPage(&page, stripBytes));
+    EXPECT_EQ(bufferSize, +page.codecBufferSize);
+    EXPECT_NE(nullptr, +page.codecBuffer);
+    TIFFree(page.codecBuffer);
+  }
+  TifPage page = {};
+  AllocFaults faults(1);
+  EXPECT_EQ(kResultNoMemory, TIFInitPackBitsPage(&page, 1));
+}
+
 } // namespace
