@@ -1,5 +1,5 @@
 // Random numbers of the property tests: the same on every machine for a seed, which is printed with every run and can
-// be set by VX_SEED.
+// be set by VX_SEED; VX_STEPS sets how many steps are tried.
 #pragma once
 
 #include <cstdint>
@@ -35,4 +35,9 @@ inline uint64_t TestSeed(const char* what, uint64_t usual) {
   const uint64_t seed = set != nullptr ? std::strtoull(set, nullptr, 10) : usual;
   std::printf("%s: seed %llu\n", what, static_cast<unsigned long long>(seed));
   return seed;
+}
+
+inline uint32_t TestSteps(uint32_t usual) {
+  const char* set = std::getenv("VX_STEPS");
+  return set != nullptr ? static_cast<uint32_t>(std::strtoul(set, nullptr, 10)) : usual;
 }
