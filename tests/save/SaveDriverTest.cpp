@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <map>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -222,6 +223,16 @@ TEST(SaveDriver, LevelRangeOfAGreySaveIsRepairedInTheCallersBitmap) {
   EXPECT_EQ(15, +service.bitmap.highBit);
 }
 
+TEST(SaveDriver, LevelRangeIsRepairedByTheBitmapsOwnDepth) {
+  RowService service = GrayRows(1, 1, {{1}});
+  service.bitmap.bitsPerPixel = 12;
+  service.bitmap.highBit = -1;
+  TempFile file;
+  SaveJob job(3, 8, &service, file.Name());
+  ASSERT_EQ(kResultOk, job.Run());
+  EXPECT_EQ(11, +service.bitmap.highBit);
+}
+
 TEST(SaveDriver, LevelRangeThatIsKnownStays) {
   RowService service = GrayRows(1, 1, {{1, 2}}, 16);
   service.bitmap.lowBit = 2;
@@ -270,6 +281,76 @@ TEST(SaveDriver, PaletteGoesOnlyWhenItsOptionMeetsAPlainRamp) {
     auto entries = Directory(file.Read(), kLittle, 8);
     EXPECT_EQ(test.photometric, entries[262]);
     EXPECT_EQ(test.photometric == 3 ? 1u : 0u, entries.count(320));
+  }
+}
+
+TEST(SaveDriver, PaletteOfEightBitsIsTheLastThatIsWritten) {
+  RowService service(2, 1, 8, {{0, 255}});
+  service.palette.assign(256, {1, 2, 3, 0});
+  TempFile file;
+  SaveJob job(3, 8, &service, file.Name());
+  ASSERT_EQ(kResultOk, job.Run());
+  auto entries = Directory(file.Read(), kLittle, 8);
+  EXPECT_EQ(3u, entries[262]);
+  EXPECT_EQ(1u, entries.count(320));
+}
+
+TEST(SaveDriver, PaletteOfOtherGreysThanAPlainRampStays) {
+  KernelGuard guard;
+  for (bool ramp : {true, false}) {
+    BitmapHandle pixels; // a palette needs pixels to stand beside
+    ASSERT_EQ(kResultOk, krnBitmapCreate(&pixels, kBitmapHandleSize, 1, 1, 1, 4, kOrderRedFirst, 0, 1, 0, 0));
+    VxColor palette[kPaletteEntries] = {};
+    for (uint8_t i = 0; i < 16; ++i) {
+      const auto level = static_cast<uint8_t>(17 * (ramp ? i : 15 - i));
+      palette[i] = {level, level, level, 0};
+    }
+    ASSERT_EQ(kResultOk, krnBitmapSetPalette(&pixels, palette, 16));
+    ASSERT_EQ(ramp ? 1 : 2, krnBitmapIsGray(&pixels));
+    RowService service(1, 1, 4, {{0x10}});
+    service.descriptor = pixels;
+    TempFile file;
+    SaveJob job(3, 4, &service, file.Name());
+    job.options.flags = kSaveDropGrayPalette;
+    EXPECT_EQ(kResultOk, job.Run());
+    EXPECT_EQ(ramp ? 1u : 3u, Directory(file.Read(), kLittle, 8)[262]);
+    krnBitmapFree(&pixels);
+  }
+}
+
+TEST(SaveDriver, CmykTakesItsFourDepths) {
+  for (int32_t bits : {24, 32, 48, 64}) {
+    KernelGuard guard;
+    RowService service = ColorRows(1, 1, {{1, 2, 3, 4, 5, 6, 7, 8}}, bits);
+    TempFile file;
+    SaveJob job(85, bits, &service, file.Name());
+    ASSERT_EQ(kResultOk, job.Run()) << bits;
+    auto entries = Directory(file.Read(), kLittle, 8);
+    EXPECT_EQ(5u, entries[262]) << bits;
+    EXPECT_EQ(bits == 24 || bits == 48 ? 4u : 5u, entries[277]) << bits;
+  }
+}
+
+TEST(SaveDriver, GeoTiffPagesAreFloatsAt16BitsAndOfGreyBitmapsAt32) {
+  const struct {
+    int32_t bits;
+    uint32_t order;
+    bool isFloat;
+  } cases[] = {{1, 2, false},  {8, 2, false}, {12, 2, false}, {16, 2, true},  {16, 1, true},
+               {24, 2, false}, {32, 2, true}, {32, 1, false}, {48, 2, false}, {64, 2, false}};
+  for (const auto& test : cases) {
+    KernelGuard guard;
+    RowService service(1, 1, test.bits, {{1, 2, 3, 4, 5, 6, 7, 8}});
+    service.bitmap.order = service.descriptor.order = test.order;
+    TempFile file(NewFile(kLittle, GrayPageOf({1, 2, 3, 4}, 2, 0)));
+    SaveJob job(174, test.bits, &service, file.Name());
+    job.request.flags = kSaveRequestAppend;
+    ASSERT_EQ(kResultOk, job.Run()) << test.bits;
+    const FileBytes bytes = file.Read();
+    auto entries = Directory(bytes, kLittle, NextDirectory(bytes, kLittle, 8));
+    EXPECT_EQ(test.isFloat ? 1u : 0u, entries.count(339)) << test.bits << ", order " << test.order;
+    EXPECT_EQ(1u, entries.count(34735)) << test.bits;
+    EXPECT_EQ(1u, entries[259]) << test.bits;
   }
 }
 
@@ -607,22 +688,65 @@ TEST(SaveFailures, EveryMissingBlockIsMinus1AndLeavesNothing) {
   }
 }
 
-TEST(SaveFailures, FileNamedDummyIsNeverDeleted) {
-  KernelGuard guard;
-  const std::filesystem::path before = std::filesystem::current_path();
-  const std::filesystem::path folder = std::filesystem::temp_directory_path() / "vxtif-dummy-test";
-  std::filesystem::create_directories(folder);
-  std::filesystem::current_path(folder);
-  for (int32_t format : {3, 17, 178}) {
-    RowService service = GrayRows(2, 2, {{1, 2}, {3, 4}});
-    service.failingRow = 0;
-    SaveJob job(format, 8, &service, u"DUMMY");
-    EXPECT_EQ(-99, job.Run());
-    EXPECT_TRUE(std::filesystem::exists("DUMMY")) << format;
-    std::filesystem::remove("DUMMY");
+// A folder of its own to work in, in which a file may have any name.
+class WorkingFolder {
+public:
+  WorkingFolder() {
+    std::filesystem::create_directories(folder_);
+    std::filesystem::current_path(folder_);
   }
-  std::filesystem::current_path(before);
-  std::filesystem::remove_all(folder);
+  ~WorkingFolder() {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(folder_);
+  }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+
+private:
+  const std::filesystem::path before_ = std::filesystem::current_path();
+  const std::filesystem::path folder_ = std::filesystem::temp_directory_path() / "vxtif-dummy-test";
+};
+
+TEST(SaveFailures, FileNamedDummyIsNeverDeleted) {
+  // A failed row, start, and first Exif page, on every way that a page takes.
+  const struct {
+    int32_t format;
+    int32_t bits;
+  } cases[] = {{3, 8}, {17, 8}, {87, 8}, {178, 8}, {96, 8}, {97, 24}, {27, 1}, {25, 1}, {131, 1}, {139, 8}};
+  const WorkingFolder folder;
+  for (bool failsAtStart : {false, true}) {
+    for (const auto& test : cases) {
+      KernelGuard guard;
+      RowService service = GrayRows(2, 2, {{1, 2}, {3, 4}}, test.bits);
+      service.failingRow = 0;
+      service.startResult = failsAtStart ? -98 : 1;
+      TifCommentBlock comments = {};
+      SaveJob job(test.format, test.bits, &service, u"DUMMY");
+      job.request.comments = &comments;
+      const int32_t result = job.Run();
+      EXPECT_EQ(failsAtStart ? -98 : test.format == 139 ? -319 : -99, result) << test.format;
+      EXPECT_TRUE(std::filesystem::exists("DUMMY")) << test.format << ", at the start: " << failsAtStart;
+      std::filesystem::remove("DUMMY");
+    }
+  }
+}
+
+TEST(SaveFailures, OnlyPageOfAFileGoesWithItsFileUnlessThatIsNamedDummy) {
+  // A replaced page that fails leaves no page at all.
+  const WorkingFolder folder;
+  for (const auto& [name, path, stays] : {std::tuple{u"DUMMY", "DUMMY", true}, std::tuple{u"OTHER", "OTHER", false},
+                                          std::tuple{u"dummy", "dummy", false}}) {
+    KernelGuard guard;
+    RowService service = GrayRows(2, 2, {{1, 2}, {3, 4}});
+    SaveJob first(3, 8, &service, name);
+    ASSERT_EQ(kResultOk, first.Run());
+    service.failingRow = 0;
+    SaveJob job(3, 8, &service, name);
+    job.options.flags = kSaveReplacePage;
+    job.options.pageNumber = 1;
+    EXPECT_EQ(-99, job.Run());
+    EXPECT_EQ(stays, std::filesystem::exists(path)) << path;
+  }
 }
 
 TEST(SaveSiblings, MissingLibraryIsItsRowsCodeAndLeavesNoFile) {
@@ -797,6 +921,17 @@ TEST(SaveStamp, FailedRowLeavesAValidFileOfOnePage) {
   const FileBytes bytes = save.file.Read();
   EXPECT_EQ(0u, NextDirectory(bytes, kLittle, 8));
   EXPECT_EQ(1u, Directory(bytes, kLittle, 8).count(34665));
+}
+
+TEST(SaveStamp, AnyResultOfTheStampPassBut1TakesThePageBack) {
+  KernelGuard guard;
+  ExifWithStamp save(96, 24, 0);
+  save.stamp.failingRow = 1;
+  save.stamp.rowResult = 5;
+  EXPECT_EQ(5, save.job.Run());
+  const FileBytes bytes = save.file.Read();
+  EXPECT_EQ(1u, Directory(bytes, kLittle, 8).count(34665));
+  EXPECT_EQ(0u, NextDirectory(bytes, kLittle, 8));
 }
 
 TEST(SaveStamp, OfEightBitsWithTheYCbCrOptionIsMinus27AndTheFirstPageStays) {

@@ -603,6 +603,10 @@ TEST(SavedRawLzw, FailuresDeleteTheFile) {
   job.request.fileFormat = 178;
   EXPECT_EQ(-33, job.Run());
   EXPECT_FALSE(file.Exists());
+  service.startResult = 0; // below 1 as well
+  job.request.fileFormat = 178;
+  EXPECT_EQ(0, job.Run());
+  EXPECT_FALSE(file.Exists());
 }
 
 TEST(SavedRawLzw, FileThatCannotBeOpenedIsMinus10) {
