@@ -185,6 +185,15 @@ TEST(SaveDriver, FlagsThatTheServiceLeavesReachTheRows) {
   EXPECT_EQ((std::vector<uint32_t>{0x470}), service.rowFlags);
 }
 
+TEST(SaveDriver, FlagsThatTheServiceLeavesAtTheEndReachTheCaller) {
+  RowService service = ColorRows(1, 1, {{1, 2, 3}});
+  service.flagsAtEnd = 0x100000;
+  TempFile file;
+  SaveJob job(3, 24, &service, file.Name());
+  ASSERT_EQ(kResultOk, job.Run());
+  EXPECT_EQ(0x108400u, +job.request.flags);
+}
+
 // Value words of a directory, by tag.
 std::map<uint16_t, uint32_t> Directory(const FileBytes& file, FileOrder order, uint32_t offset) {
   std::map<uint16_t, uint32_t> entries;

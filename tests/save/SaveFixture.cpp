@@ -3,15 +3,21 @@
 #include <algorithm>
 #include <cstring>
 
+#include <gtest/gtest.h>
+
 struct RowServiceCalls {
+  static constexpr intptr_t kSecondWord = 4711; // handed on unchanged
+
   static RowService* ServiceOf(const BitmapHandle* bitmap, intptr_t extra1) {
     auto* service = reinterpret_cast<RowService*>(extra1);
     return service->stamp != nullptr && bitmap == &service->stamp->bitmap ? service->stamp : service;
   }
 
   static int32_t Start(BitmapHandle* bitmap, BitmapHandle** descriptor, int32_t bitsPerPixel, uint32_t* flags,
-                       void** rowBufferOut, int32_t, intptr_t extra1, intptr_t, void** context) {
+                       void** rowBufferOut, int32_t one, intptr_t extra1, intptr_t extra2, void** context) {
     RowService* self = ServiceOf(bitmap, extra1);
+    EXPECT_EQ(1, one);
+    EXPECT_EQ(kSecondWord, extra2);
     ++self->starts;
     self->seenAtStart = *flags;
     self->bitsAtStart = bitsPerPixel;
@@ -32,9 +38,13 @@ struct RowServiceCalls {
     return self->startResult;
   }
 
-  static int32_t GetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t,
-                        uint32_t flags, intptr_t extra1, intptr_t, void*) {
+  static int32_t GetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t one,
+                        uint32_t flags, intptr_t extra1, intptr_t extra2, void* context) {
     RowService* self = ServiceOf(bitmap, extra1);
+    EXPECT_EQ(1, one);
+    EXPECT_EQ(kSecondWord, extra2);
+    EXPECT_EQ(&self->descriptor, descriptor);
+    EXPECT_EQ(&self->context_, context);
     self->rowsAsked.push_back(rowIndex);
     self->rowFlags.push_back(flags);
     if (rowIndex == self->failingRow) {
@@ -46,7 +56,13 @@ struct RowServiceCalls {
     return 1;
   }
 
-  static int32_t End(BitmapHandle*, BitmapHandle**, uint32_t*, int32_t, void**) { return 1; }
+  static int32_t End(RowService* self, uint32_t* flags, int32_t zero, void** context) {
+    ++self->ends;
+    EXPECT_EQ(0, zero);
+    EXPECT_EQ(&self->context_, *context);
+    *flags |= self->flagsAtEnd;
+    return -1; // not looked at
+  }
 };
 
 namespace {
@@ -54,13 +70,16 @@ namespace {
 // saveEnd has no word of the caller's: the descriptor tells whose it is.
 std::vector<RowService*> liveServices;
 
-int32_t CountEnd(BitmapHandle* bitmap, BitmapHandle** descriptor, uint32_t* flags, int32_t zero, void** context) {
+int32_t EndOfLiveService(BitmapHandle* bitmap, BitmapHandle** descriptor, uint32_t* flags, int32_t zero,
+                         void** context) {
   for (RowService* service : liveServices) {
-    if (descriptor != nullptr && *descriptor == &service->descriptor) {
-      ++service->ends;
+    if (*descriptor == &service->descriptor) {
+      EXPECT_EQ(&service->bitmap, bitmap);
+      return RowServiceCalls::End(service, flags, zero, context);
     }
   }
-  return RowServiceCalls::End(bitmap, descriptor, flags, zero, context);
+  ADD_FAILURE() << "the end of a conversion that never began";
+  return -1;
 }
 
 uint32_t TypeBytes(uint16_t type) {
@@ -108,8 +127,9 @@ RowService::RowService(int32_t width, int32_t height, int32_t bits, std::vector<
 void RowService::Fill(FilterSaveRequest* request) {
   request->saveStart = RowServiceCalls::Start;
   request->saveGetRow = RowServiceCalls::GetRow;
-  request->saveEnd = CountEnd;
+  request->saveEnd = EndOfLiveService;
   request->extra1 = reinterpret_cast<intptr_t>(this);
+  request->extra2 = RowServiceCalls::kSecondWord;
 }
 
 SaveJob::SaveJob(int32_t format, int32_t bits, RowService* service, const char16_t* fileName) {

@@ -25,6 +25,7 @@ public:
   int32_t startResult = 1;
   uint32_t flagsAtStart = 0; // set: the flags that saveStart leaves behind
   bool changesFlags = false;
+  uint32_t flagsAtEnd = 0; // added to the flags by saveEnd
   int32_t failingRow = -1;
   int32_t rowResult = -99;
   std::vector<int32_t> rowsAsked;

@@ -1,5 +1,7 @@
 // Sizes and predicted byte counts of strips and tiles.
 
+#include <cstring>
+
 #include <gtest/gtest.h>
 
 #include <vxtif/vxtif.h>
@@ -36,6 +38,8 @@ struct LayoutCase {
 const LayoutCase kLayouts[] = {
     {"wide rows go one to a strip", 3, 0, 10000, 3, 8, 1, false, 0, 0, 10000, 1, 1, 3, 10000, 10000, 10000},
     {"strips of at most 8192 bytes", 3, 0, 100, 200, 24, 1, false, 0, 0, 100, 27, 1, 8, 300, 8100, 3300},
+    {"three rows of 2731 bytes pass 8192", 3, 0, 2731, 6, 8, 1, false, 0, 0, 2731, 2, 1, 3, 2731, 5462, 5462},
+    {"one row of 8193 bytes does too", 3, 0, 8193, 2, 8, 1, false, 0, 0, 8193, 1, 1, 2, 8193, 8193, 8193},
     {"rows that divide evenly keep the full count", 3, 0, 1024, 16, 8, 1, false, 0, 0, 1024, 8, 1, 2, 1024, 8192, 8192},
     {"small page is one strip", 3, 0, 10, 5, 1, 1, false, 0, 0, 10, 5, 1, 1, 2, 10, 10},
     {"LZW strips hold half as much", 17, 0, 100, 200, 24, 1, false, 0, 0, 100, 13, 1, 16, 300, 3900, 1500},
@@ -50,6 +54,7 @@ const LayoutCase kLayouts[] = {
      450000},
     {"stamp page has one strip", 3, kStateStampPage, 160, 120, 24, 1, false, 0, 0, 160, 120, 1, 1, 480, 57600, 57600},
     {"tiles of 100 become 96", 3, 0, 300, 300, 8, 1, true, 100, 100, 96, 96, 4, 4, 96, 9216, 9216},
+    {"odd tile sizes lose all four low bits", 3, 0, 300, 300, 8, 1, true, 111, 47, 96, 32, 4, 10, 96, 3072, 3072},
     {"tile wider than the image keeps its height", 3, 0, 300, 250, 8, 1, true, 400, 100, 300, 100, 1, 3, 300, 30000,
      15000},
     {"tile as wide as the image too", 3, 0, 300, 250, 8, 1, true, 300, 99, 300, 99, 1, 3, 300, 29700, 15600},
@@ -105,6 +110,74 @@ TEST(StripLayout, EveryKindOfPage) {
     EXPECT_EQ(test.lastCount, context.byteCounts[count - 1]) << test.name;
     TIFFree(context.byteCounts);
   }
+}
+
+// A layout of 8-bit rows without tiles.
+int32_t LayoutOf(int32_t width, int32_t height, int32_t format, TifRowContext* context) {
+  static SaveOptions options = {};
+  BitmapHandle bitmap;
+  krnBitmapInit(&bitmap, kBitmapHandleSize, width, height, 8);
+  TifFile file = {};
+  *context = TifRowContext{};
+  context->options = &options;
+  context->format = format;
+  context->bitsPerPixel = 8;
+  context->planeCount = 1;
+  return TIFComputeStripLayout(&bitmap, context, &file);
+}
+
+TEST(StripLayout, PageWithoutRowsOrColumnsHasNone) {
+  KernelGuard guard;
+  for (const auto& [width, height] : {std::pair{0, 5}, std::pair{5, 0}, std::pair{-5, 5}, std::pair{5, -5}}) {
+    TifRowContext context;
+    EXPECT_EQ(kResultBitmapMismatch, LayoutOf(width, height, 3, &context)) << width << " by " << height;
+    EXPECT_EQ(nullptr, context.byteCounts);
+  }
+}
+
+TEST(StripLayout, StripThatNoCountCanTellIsMinusOne) {
+  // Group 4 pages are one strip: 65536 rows of 65536 bytes are 4 GiB.
+  KernelGuard guard;
+  TifRowContext context;
+  EXPECT_EQ(kResultNoMemory, LayoutOf(65536, 65536, 29, &context));
+  EXPECT_EQ(kResultOk, LayoutOf(65535, 65537, 29, &context)); // one byte less
+  EXPECT_EQ(0xFFFFFFFFu, context.byteCounts[0]);
+  TIFFree(context.byteCounts);
+}
+
+TEST(RowContext, TakesTheRequestsRowServiceAndSettings) {
+  FilterSaveRequest request = {};
+  SaveOptions options = {};
+  BitmapHandle bitmap = {};
+  request.fileOptions = &options;
+  request.bitmap = &bitmap;
+  request.fileFormat = 87;
+  request.bitsPerPixel = 24;
+  request.flags = 0x9000;
+  request.extra1 = 11;
+  request.extra2 = 22;
+  request.saveStart = [](BitmapHandle*, BitmapHandle**, int32_t, uint32_t*, void**, int32_t, intptr_t, intptr_t,
+                         void**) { return 1; };
+  request.saveEnd = [](BitmapHandle*, BitmapHandle**, uint32_t*, int32_t, void**) { return 1; };
+  request.saveGetRow = [](BitmapHandle*, BitmapHandle*, void*, int32_t, int32_t, uint32_t, intptr_t, intptr_t, void*) {
+    return 1;
+  };
+  TifRowContext context;
+  std::memset(&context, 0xEE, sizeof context);
+  TIFInitRowContext(&request, &context);
+  EXPECT_EQ(87, context.format);
+  EXPECT_EQ(&options, context.options);
+  EXPECT_EQ(+request.saveStart, context.saveStart);
+  EXPECT_EQ(+request.saveEnd, context.saveEnd);
+  EXPECT_EQ(+request.saveGetRow, context.saveGetRow);
+  EXPECT_EQ(0x9000u, context.flags);
+  EXPECT_EQ(11, context.extra1);
+  EXPECT_EQ(22, context.extra2);
+  EXPECT_EQ(24, context.bitsPerPixel);
+  EXPECT_EQ(1u, context.planeCount);
+  EXPECT_EQ(&bitmap, context.bitmap);
+  EXPECT_EQ(nullptr, context.planes);
+  EXPECT_EQ(nullptr, context.byteCounts);
 }
 
 TEST(StripLayout, NoMemoryForTheCountsIsMinusOne) {
