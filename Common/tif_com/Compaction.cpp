@@ -45,7 +45,7 @@ int32_t WritePage(TifFile* destination, TifFile* source, TifDirectory* tree) {
 
 // Copies the page at the source's directoryOffset and moves that to the page's next word.
 int32_t CopyPage(TifFile* destination, TifFile* source, uint32_t flags) {
-  TifDirectory* const tree = TIFReadDirectory(source, kDirMain, TreeSource::kFile);
+  TifDirectory* const tree = TIFReadDirectoryToCopy(source);
   if (tree == nullptr) {
     return kResultDirectoryUnreadable;
   }

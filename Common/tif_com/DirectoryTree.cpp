@@ -31,6 +31,7 @@ struct PathStep {
 // One reading of a tree.
 struct TreeReader {
   TifFile* file;
+  SeveralStrips severalStrips;
   uint32_t directoriesLeft;
   uint32_t depth; // valid steps of `path`
   PathStep path[kDeepestDirectory + 1];
@@ -191,7 +192,8 @@ TifDirectory* ReadDirectoryBody(TreeReader* reader, uint32_t offset, TifDirKind 
   }
   bool hasJpegStream = false;
   const bool read = LoadRecords(reader, directory, kind, &hasJpegStream) &&
-                    (hasJpegStream ? TIFLoadJpegStream(file, directory) : TIFLoadStrips(file, directory, kind));
+                    (hasJpegStream ? TIFLoadJpegStream(file, directory)
+                                   : TIFLoadStrips(file, directory, kind, reader->severalStrips));
   if (!read) {
     TIFFreeDirectory(directory, kind);
     return nullptr;
@@ -218,13 +220,22 @@ TifDirectory* ReadDirectory(TreeReader* reader, uint32_t offset, TifDirKind kind
   return directory;
 }
 
+TifDirectory* ReadTree(TifFile* file, TifDirKind kind, SeveralStrips severalStrips) {
+  TreeReader reader = {};
+  reader.file = file;
+  reader.severalStrips = severalStrips;
+  reader.directoriesLeft = DirectoriesInFile(file);
+  return ReadDirectory(&reader, file->directoryOffset, kind);
+}
+
 } // namespace
 
 TifDirectory* TIFReadDirectory(TifFile* file, TifDirKind kind, TreeSource /*source*/) {
-  TreeReader reader = {};
-  reader.file = file;
-  reader.directoriesLeft = DirectoriesInFile(file);
-  return ReadDirectory(&reader, file->directoryOffset, kind);
+  return ReadTree(file, kind, SeveralStrips::kLoad);
+}
+
+TifDirectory* TIFReadDirectoryToCopy(TifFile* file) {
+  return ReadTree(file, kDirMain, SeveralStrips::kLeaveAsTheyStand);
 }
 
 TifDirectory* TIFNewDirectory(uint32_t records) {

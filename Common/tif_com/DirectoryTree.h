@@ -18,6 +18,10 @@ enum class TreeSource : int32_t { kFile = 0, kMemoryFile = 1 };
 // directory.
 TifDirectory* TIFReadDirectory(TifFile* file, TifDirKind kind, TreeSource source);
 
+// A page that is copied while its file stays open: the same, but several strips stay in the file, as tiles do, where
+// the tree writer takes the same bytes from there.
+TifDirectory* TIFReadDirectoryToCopy(TifFile* file);
+
 // An empty directory with room for `records`, cleared, its entryCount being `records`. Null for no memory.
 TifDirectory* TIFNewDirectory(uint32_t records);
 

@@ -5,6 +5,7 @@
 #include <vxtif/results.h>
 
 #include "tif_com/ByteOrder.h"
+#include "tif_com/FileAccess.h"
 #include "tif_com/TagBlocks.h"
 
 namespace {
@@ -34,11 +35,17 @@ bool HoldsLongs(const TifTagRecord* record) {
   return TIFTypeSize(record->type) == sizeof(uint32_t);
 }
 
-bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagRecord* counts, uint32_t width) {
+// Whether strips in memory would be the bytes that stand in the file, and would go out as those do.
+bool StandAsLoaded(const TifFile* file, TifDirectory* directory, uint32_t width) {
+  return TIFIsLittle(file) || (width == 1 && !TIFHasPlain16BitSamples(directory->records, directory->entryCount));
+}
+
+bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagRecord* counts, uint32_t width,
+                       bool leave) {
   if ((counts->storage & kStorageKindMask) != kStorageBlock || counts->count != offsets->count) {
     return false; // two SHORT byte counts stand inline and end here too
   }
-  if (HoldsLongs(counts)) {
+  if (HoldsLongs(counts) && !leave) {
     // Strips that cannot be loaded stay in the file, where the tree writer fetches them.
     (void)TIFLoadTagBlocks(file, offsets, static_cast<const uint32_t*>(counts->data), SwapTypeOfWidth(width), width);
   }
@@ -57,7 +64,7 @@ bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory) {
   return TIFLoadTagBlock(file, kTypeUndefined, stream->count, stream->value, stream->count, stream) != 0;
 }
 
-bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind) {
+bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind, SeveralStrips several) {
   if (kind != kDirMain && kind != kDirMainLike) {
     return true;
   }
@@ -68,7 +75,8 @@ bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind
   }
   const uint32_t width = TIFSampleBytes(directory);
   if (offsets->count != 1) {
-    return LoadSeveralStrips(file, offsets, counts, width);
+    const bool leave = several == SeveralStrips::kLeaveAsTheyStand && StandAsLoaded(file, directory, width);
+    return LoadSeveralStrips(file, offsets, counts, width, leave);
   }
   const uint32_t byteCount = counts->value;
   return TIFLoadTagBlock(file, SwapTypeOfWidth(width), byteCount / width, offsets->value, byteCount, offsets) != 0;
@@ -92,4 +100,16 @@ uint32_t TIFSampleBytes(TifDirectory* directory) {
     bytes = BytesOfBits(bits->type == kTypeShort ? LoadU16LE(bits->data) : LoadU32LE(bits->data));
   }
   return bytes != 0 ? bytes : 1; // a depth of 0 must not divide
+}
+
+bool TIFHasPlain16BitSamples(TifTagRecord* records, uint32_t n) {
+  const TifTagRecord* const compression = TIFFindRecord(records, n, kTagCompression, nullptr);
+  const TifTagRecord* const bits = TIFFindRecord(records, n, kTagBitsPerSample, nullptr);
+  if (compression == nullptr || compression->value != kCompressionNone || bits == nullptr || bits->type != kTypeShort) {
+    return false;
+  }
+  if (bits->count <= 2) {
+    return (bits->value & 0xFFFF) == 16;
+  }
+  return bits->data != nullptr && LoadU16LE(bits->data) == 16;
 }

@@ -10,9 +10,16 @@
 // there and cannot be read.
 bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory);
 
+// Whether several strips are loaded whatever they hold, or stay in the file where the tree writer would take the same
+// bytes from there: samples that are not turned into host order on the way.
+enum class SeveralStrips { kLoad, kLeaveAsTheyStand };
+
 // Loads the strips of tags 273 and 279 in host order. False when they make the directory unreadable; strips that stay
 // in the file are no failure.
-bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind);
+bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind, SeveralStrips several);
+
+// Whether the page holds uncompressed 16-bit samples, which take the byte order of the file that they stand in.
+bool TIFHasPlain16BitSamples(TifTagRecord* records, uint32_t n);
 
 // Bytes of a sample, for the swapping of raw strips: 1 for compressed data and where nothing is known.
 uint32_t TIFSampleBytes(TifDirectory* directory);

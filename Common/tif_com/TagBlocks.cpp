@@ -115,14 +115,18 @@ int32_t TIFReadLongArray(const TifFile* file, uint32_t* out, uint32_t count) {
 }
 
 int32_t TIFWriteLongArray(const TifFile* file, const uint32_t* values, uint32_t n) {
+  if (TIFIsLittle(file)) {
+    const uint64_t bytes = uint64_t{sizeof(uint32_t)} * n;
+    const bool written =
+        bytes <= UINT32_MAX && krnFileWrite(file->fileHandle, values, static_cast<uint32_t>(bytes)) == bytes;
+    return written ? kResultOk : krnWriteError(kResultWriteFailed);
+  }
   uint8_t piece[kLongsAtOnce * sizeof(uint32_t)];
   for (uint32_t done = 0; done < n;) {
     const uint32_t longs = std::min(n - done, kLongsAtOnce);
     const auto bytes = static_cast<uint32_t>(longs * sizeof(uint32_t));
     krnMemCopy(piece, values + done, bytes);
-    if (!TIFIsLittle(file)) {
-      SwapRun32(piece, longs);
-    }
+    SwapRun32(piece, longs);
     if (krnFileWrite(file->fileHandle, piece, bytes) != bytes) {
       return krnWriteError(kResultWriteFailed);
     }

@@ -10,19 +10,11 @@
 #include "tif_com/FileAccess.h"
 #include "tif_com/Memory.h"
 #include "tif_com/TagBlocks.h"
+#include "tif_com/TreePieces.h"
 #include "tif_com/TreeWriter.h"
 #include "tif_com/TreeWriterParts.h"
 
 namespace {
-
-// The two records of strips or tiles, and their numbers.
-struct StripTables {
-  TifTagRecord* offsets;
-  TifTagRecord* counts;
-  uint32_t* lengths;    // of the pieces
-  uint32_t* oldOffsets; // in the source file; null for pieces in memory
-  uint32_t* newOffsets;
-};
 
 uint32_t Kind(const TifTagRecord* record) {
   return record->storage & kStorageKindMask;
@@ -31,67 +23,6 @@ uint32_t Kind(const TifTagRecord* record) {
 bool IsWholeInMemory(const TifTagRecord* offsets, const TifTagRecord* counts) {
   const bool loaded = Kind(offsets) == kStorageBlock || Kind(offsets) == kStorageBlockArray;
   return loaded && offsets->data != nullptr && (Kind(counts) != kStorageBlock || counts->data != nullptr);
-}
-
-// The loaded piece, or null for pieces that stand in the source file.
-const uint8_t* LoadedPiece(const TifTagRecord* offsets, uint32_t index) {
-  if (offsets->data == nullptr) {
-    return nullptr;
-  }
-  if (Kind(offsets) == kStorageBlockArray) {
-    return static_cast<const uint8_t*>(static_cast<void* const*>(offsets->data)[index]);
-  }
-  return Kind(offsets) == kStorageBlock && offsets->count == 1 ? static_cast<const uint8_t*>(offsets->data) : nullptr;
-}
-
-void SwapPairs(uint8_t* bytes, uint32_t length) {
-  SwapRun16(bytes, length / 2);
-}
-
-// Loaded samples are in host order; only 16-bit samples are brought back.
-int32_t WriteLoadedPiece(const TreeCopy& copy, const uint8_t* bytes, uint32_t length, uint8_t* buffer) {
-  if (!copy.swap16 || TIFIsLittle(copy.target)) {
-    return TIFWriteWhole(copy.target, bytes, length);
-  }
-  for (uint32_t done = 0; done < length;) {
-    const uint32_t piece = std::min(length - done, kCopyBufferBytes);
-    krnMemCopy(buffer, bytes + done, piece);
-    SwapPairs(buffer, piece);
-    const int32_t result = TIFWriteWhole(copy.target, buffer, piece);
-    if (result != kResultOk) {
-      return result;
-    }
-    done += piece;
-  }
-  return kResultOk;
-}
-
-int32_t WritePiece(const TreeCopy& copy, const StripTables& tables, uint32_t index, uint32_t position,
-                   uint8_t* buffer) {
-  if (TIFSeek(copy.target->fileHandle, position, kKrnSeekSet) != position) {
-    return kResultSeekFailed;
-  }
-  const uint8_t* const loaded = LoadedPiece(tables.offsets, index);
-  if (loaded != nullptr) {
-    return WriteLoadedPiece(copy, loaded, tables.lengths[index], buffer);
-  }
-  return TIFCopyFileBytes(copy, tables.oldOffsets[index], tables.lengths[index], buffer, copy.swap16);
-}
-
-int32_t WritePieces(const TreeCopy& copy, const StripTables& tables, uint32_t* position, uint8_t* buffer) {
-  const uint32_t count = tables.offsets->count;
-  for (uint32_t i = 0; i < count; ++i) {
-    const uint32_t place = *position;
-    if (!TIFAdvance(position, uint64_t{tables.lengths[i]} + tables.lengths[i] % 2)) {
-      return krnWriteError(kResultWriteFailed);
-    }
-    const int32_t result = WritePiece(copy, tables, i, place, buffer);
-    if (result != kResultOk) {
-      return result;
-    }
-    tables.newOffsets[i] = place;
-  }
-  return kResultOk;
 }
 
 // The table of byte counts, always of LONGs; a single count keeps its type and its place in the entry.
@@ -127,7 +58,7 @@ int32_t WriteOffsets(const TreeCopy& copy, const StripTables& tables, uint32_t p
 }
 
 int32_t WriteTablesAndPieces(const TreeCopy& copy, const StripTables& tables, uint32_t reserve, uint32_t* position,
-                             uint32_t* dataStart, uint8_t* buffer) {
+                             uint32_t* dataStart) {
   int32_t result = WriteByteCounts(copy, tables, position);
   if (result != kResultOk) {
     return result;
@@ -139,7 +70,7 @@ int32_t WriteTablesAndPieces(const TreeCopy& copy, const StripTables& tables, ui
     return krnWriteError(kResultWriteFailed);
   }
   *dataStart = *position;
-  result = WritePieces(copy, tables, position, buffer);
+  result = TIFWritePieces(copy, tables, position);
   return result == kResultOk ? WriteOffsets(copy, tables, place) : result;
 }
 
@@ -158,7 +89,7 @@ int32_t LoadNumbers(const TreeCopy& copy, StripTables* tables) {
     return result;
   }
   CutToLoaded(*tables);
-  if (LoadedPiece(tables->offsets, 0) == nullptr) {
+  if (TIFLoadedPiece(tables->offsets, 0) == nullptr) {
     result = TIFRecordLongs(copy.source, tables->offsets, &tables->oldOffsets);
     if (result != kResultOk) {
       return result;
@@ -186,10 +117,7 @@ int32_t WriteStrips(const TreeCopy& copy, TifTagRecord* offsets, TifTagRecord* c
   StripTables tables = {offsets, counts, nullptr, nullptr, nullptr};
   int32_t result = LoadNumbers(copy, &tables);
   if (result == kResultOk) {
-    auto* const buffer = static_cast<uint8_t*>(TIFAlloc(kCopyBufferBytes, 1));
-    result =
-        buffer != nullptr ? WriteTablesAndPieces(copy, tables, reserve, position, dataStart, buffer) : kResultNoMemory;
-    TIFFree(buffer);
+    result = WriteTablesAndPieces(copy, tables, reserve, position, dataStart);
   }
   FreeNumbers(tables);
   return result;
@@ -299,31 +227,6 @@ int32_t TIFRecordLongs(const TifFile* source, const TifTagRecord* record, uint32
     return result;
   }
   *out = longs;
-  return kResultOk;
-}
-
-int32_t TIFCopyFileBytes(const TreeCopy& copy, uint32_t offset, uint32_t length, uint8_t* buffer, bool swap16) {
-  if (copy.source == nullptr) {
-    return kResultNullPointer;
-  }
-  if (TIFSeek(copy.source->fileHandle, offset, kKrnSeekSet) != offset) {
-    return kResultSeekFailed;
-  }
-  const bool swapped = swap16 && copy.source->byteOrder != copy.target->byteOrder;
-  for (uint32_t done = 0; done < length;) {
-    const uint32_t piece = std::min(length - done, kCopyBufferBytes);
-    if (krnFileRead(copy.source->fileHandle, buffer, piece) != piece) {
-      return kResultReadFailed;
-    }
-    if (swapped) {
-      SwapPairs(buffer, piece);
-    }
-    const int32_t result = TIFWriteWhole(copy.target, buffer, piece);
-    if (result != kResultOk) {
-      return result;
-    }
-    done += piece;
-  }
   return kResultOk;
 }
 

@@ -178,7 +178,7 @@ int32_t TIFWriteJpegStream(const TreeCopy& copy, TifTagRecord* record, uint32_t*
       return kResultNoMemory;
     }
     const int32_t result = TIFAdvance(position, record->count)
-                               ? TIFCopyFileBytes(copy, record->value, record->count, buffer, false)
+                               ? TIFCopyFileBytes(copy, record->value, record->count, {buffer, kCopyBufferBytes}, false)
                                : krnWriteError(kResultWriteFailed);
     TIFFree(buffer);
     if (result != kResultOk) {

@@ -11,6 +11,7 @@
 #include "tif_com/FileAccess.h"
 #include "tif_com/Memory.h"
 #include "tif_com/PageChain.h"
+#include "tif_com/StripLoading.h"
 #include "tif_com/TagAccess.h"
 #include "tif_com/TreeWriterParts.h"
 
@@ -43,19 +44,6 @@ void CloneRecords(TifTagRecord* clones, const TifTagRecord* records, uint32_t n)
     clones[i] = records[i];
     clones[i].storage = Kind(&records[i]);
   }
-}
-
-// Whether the page holds uncompressed 16-bit samples.
-bool HasPlain16BitSamples(TifTagRecord* records, uint32_t n) {
-  const TifTagRecord* const compression = TIFFindRecord(records, n, kTagCompression, nullptr);
-  const TifTagRecord* const bits = TIFFindRecord(records, n, kTagBitsPerSample, nullptr);
-  if (compression == nullptr || compression->value != kCompressionNone || bits == nullptr || bits->type != kTypeShort) {
-    return false;
-  }
-  if (bits->count <= 2) {
-    return (bits->value & 0xFFFF) == 16;
-  }
-  return bits->data != nullptr && LoadU16LE(bits->data) == 16;
 }
 
 // A maker note that is no directory.
@@ -192,7 +180,7 @@ int32_t WriteRecord(const TreeCopy& copy, TifTagRecord* record, uint32_t* positi
 }
 
 int32_t WriteRecordData(TreeCopy copy, TifTagRecord* records, uint32_t n, uint32_t* position, TifDirKind kind) {
-  copy.swap16 = HasPlain16BitSamples(records, n);
+  copy.swap16 = TIFHasPlain16BitSamples(records, n);
   int32_t result = GoTo(copy.target, *position);
   for (uint32_t i = 0; result == kResultOk && i < n; ++i) {
     *position = TIFEven(*position);

@@ -5,7 +5,14 @@
 
 #include "tif_com/DirectoryTree.h"
 
+// Bytes go from file to file in parts of this size, counted from the beginning of a piece: when a read comes short, the
+// parts before it have been written.
 constexpr uint32_t kCopyBufferBytes = 8192;
+
+struct CopyBuffer {
+  uint8_t* bytes;
+  uint32_t capacity; // a multiple of kCopyBufferBytes
+};
 
 // Where a tree goes to, and where it came from (null for a tree that is whole in memory).
 struct TreeCopy {
@@ -24,9 +31,9 @@ bool TIFAdvance(uint32_t* position, uint64_t bytes);
 // A write that must move all bytes: 1, or -5 as krnWriteError makes it.
 int32_t TIFWriteWhole(const TifFile* file, const void* bytes, uint32_t n);
 
-// Copies bytes of the source to the target's position, in pieces of the buffer's size; with `swap16` pairs of bytes are
-// exchanged where the two files differ in order. 1, -4, -5, -7, -814 without a source.
-int32_t TIFCopyFileBytes(const TreeCopy& copy, uint32_t offset, uint32_t length, uint8_t* buffer, bool swap16);
+// Copies bytes of the source to the target's position; with `swap16` pairs of bytes are exchanged where the two files
+// differ in order. 1, -4, -5, -7, -814 without a source.
+int32_t TIFCopyFileBytes(const TreeCopy& copy, uint32_t offset, uint32_t length, const CopyBuffer& buffer, bool swap16);
 
 // Strips or tiles, the tables of which are written anew, and the JPEG stream that belongs to them.
 int32_t TIFWriteImageData(const TreeCopy& copy, TifTagRecord* records, uint32_t n, uint32_t* position);

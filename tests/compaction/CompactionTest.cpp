@@ -1,5 +1,7 @@
 // Compaction: which pages arrive, where they go, what of them is kept, and what fails.
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 #include <vxtif/results.h>
 #include <vxtif/save.h>
@@ -10,6 +12,7 @@
 #include "support/TiffBuilder.h"
 #include "tif_com/Compaction.h"
 #include "tif_com/FileAccess.h"
+#include "tree/TreeInput.h"
 
 namespace {
 
@@ -322,6 +325,93 @@ TEST_P(Compaction, SixteenBitSamplesTakeTheDestinationsOrder) {
     EXPECT_EQ(FileBytes(bytes.end() - 6, bytes.end()),
               differ ? (FileBytes{2, 1, 4, 3, 6, 5}) : (FileBytes{1, 2, 3, 4, 5, 6}));
   }
+}
+
+struct SampleCase {
+  const char* what;
+  TiffDirectory page;
+  uint32_t width; // bytes of a sample where nothing is compressed
+  bool is16Bit;   // SHORT depths of 16
+};
+
+std::vector<SampleCase> SampleCases() {
+  return {
+      {"no depth told", TiffDirectory().Long(256, {1}), 1, false},
+      {"no depth at all, though a word says 16", TiffDirectory().RawWord(258, 3, 0, 0x00100010), 1, true},
+      {"depth 0", TiffDirectory().Short(258, {0}), 1, false},
+      {"1 bit", TiffDirectory().Short(258, {1}), 1, false},
+      {"8 bits", TiffDirectory().Short(258, {8, 8, 8}), 1, false},
+      {"9 bits", TiffDirectory().Short(258, {9, 9}), 2, false},
+      {"12 bits", TiffDirectory().Short(258, {12}), 2, false},
+      {"16 bits", TiffDirectory().Short(258, {16}), 2, true},
+      {"16 bits, two samples", TiffDirectory().Short(258, {16, 16}), 2, true},
+      {"16 bits, four samples", TiffDirectory().Short(258, {16, 16, 16, 16}), 2, true},
+      {"16 bits in a LONG", TiffDirectory().Long(258, {16}), 2, false},
+      {"24 bits", TiffDirectory().Short(258, {24}), 3, false},
+      {"32 bits", TiffDirectory().Short(258, {32, 32, 32}), 4, false},
+      {"64 bits", TiffDirectory().Short(258, {64}), 8, false},
+  };
+}
+
+void SwapWords(FileBytes& bytes, size_t count, size_t width) {
+  for (size_t i = 0; i < count && (i + 1) * width <= bytes.size(); ++i) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(i * width);
+    std::reverse(begin, begin + static_cast<std::ptrdiff_t>(width));
+  }
+}
+
+// Several strips come out as if they had been turned into host order, as shorts or as longs, and only 16-bit samples
+// had been brought back: also those that go from file to file.
+TEST_P(Compaction, SeveralStripsArriveByTheRulesOfLoadedOnes) {
+  const std::vector<FileBytes> strips = {Counting(8, 1), Counting(5, 51), Counting(6, 101)};
+  for (const SampleCase& test : SampleCases()) {
+    for (uint16_t compression : {uint16_t{0}, uint16_t{1}, uint16_t{5}}) { // 0: not told
+      TiffDirectory page = test.page;
+      if (compression != 0) {
+        page.Short(259, {compression});
+      }
+      TiffBuilder builder(GetParam());
+      builder.AddPage(page.Strips(strips));
+      const TempFile source(builder.Build());
+      const uint32_t width = compression == 5 ? 1 : test.width;
+      for (uint32_t flags : {0u, uint32_t{kSaveBigEndian}}) {
+        const TempFile destination;
+        CompactionRun run;
+        run.to.flags = flags;
+        ASSERT_EQ(run.Compact(source, destination), kResultOk);
+        const FileBytes bytes = destination.Read();
+        const uint32_t table = GetU32(bytes, EntryPlace(bytes, 8, 273) + 8, OrderOf(bytes));
+        for (uint32_t i = 0; i < strips.size(); ++i) {
+          FileBytes expected = strips[i];
+          if (GetParam() == FileOrder::kBig && width > 1) {
+            SwapWords(expected, expected.size() / width, width == 2 ? 2 : 4);
+          }
+          if (test.is16Bit && compression == 1 && flags != 0) {
+            SwapWords(expected, expected.size() / 2, 2);
+          }
+          const uint32_t place = GetU32(bytes, table + 4 * i, OrderOf(bytes));
+          ASSERT_LE(place + expected.size(), bytes.size());
+          EXPECT_EQ(FileBytes(bytes.begin() + place, bytes.begin() + place + static_cast<int32_t>(expected.size())),
+                    expected)
+              << test.what << ", compression " << compression << ", strip " << i << ", flags " << flags;
+        }
+      }
+    }
+  }
+}
+
+// A page of several strips is copied through a small buffer, however large it is.
+TEST_P(Compaction, SeveralStripsAreNotHeldInMemory) {
+  TiffBuilder builder(GetParam());
+  builder.AddPage().Short(258, {8}).Short(259, {1}).Strips(std::vector<FileBytes>(40, FileBytes(100'000, 7)));
+  const TempFile source(builder.Build());
+  const TempFile destination;
+  krnResetStatistics();
+  ASSERT_EQ(CompactionRun().Compact(source, destination), kResultOk);
+  KrnStatistics statistics;
+  krnGetStatistics(&statistics);
+  EXPECT_LT(statistics.peakBytes, 1'000'000u);
+  EXPECT_GT(destination.Read().size(), 4'000'000u);
 }
 
 FileBytes RichFile(FileOrder order) {
