@@ -135,9 +135,7 @@ int32_t SaveExif(FilterSaveRequest* request) {
   return request->stampBitmap == nullptr ? kResultOk : SaveStamp(request);
 }
 
-} // namespace
-
-int32_t fltSaveTIF(FilterSaveRequest* request) {
+int32_t SaveByFormat(FilterSaveRequest* request) {
   const int32_t depth = request->bitsPerPixel;
   switch (request->fileFormat) {
   case kFormatExif:
@@ -149,4 +147,17 @@ int32_t fltSaveTIF(FilterSaveRequest* request) {
   default:
     return TIFSavePage(request);
   }
+}
+
+} // namespace
+
+int32_t fltSaveTIF(FilterSaveRequest* request) {
+  if (request->fileOptions != nullptr) {
+    return SaveByFormat(request);
+  }
+  SaveOptions none = {};
+  request->fileOptions = &none;
+  const int32_t result = SaveByFormat(request);
+  request->fileOptions = nullptr;
+  return result;
 }

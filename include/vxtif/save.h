@@ -83,7 +83,7 @@ typedef struct FilterSaveRequest {
   TifTagItem* tagList;             /* tags to write, or null */
   TifCommentBlock* comments;       /* or null */
   TifMarkerBlock* markers;         /* JPEG marker segments that may hold an Exif segment, or null */
-  SaveOptions* fileOptions;        /* never null */
+  SaveOptions* fileOptions;        /* null reads as zeros */
   const TifSizePair* private50235; /* or null */
   TifGeoKeyItem* geoKeys;          /* format 174, or null */
   VxSaveStart saveStart;           /* the row service */

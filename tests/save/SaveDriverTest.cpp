@@ -117,6 +117,27 @@ TEST(SaveRefusals, NullRequestIsMinus13) {
   EXPECT_EQ(kResultInvalidParameter, fltSave(nullptr));
 }
 
+TEST(SaveOptions, NullOptionsReadAsZeros) {
+  for (int32_t format : {3, 17, 93, 96, 97, 29, 131, 139, 178}) {
+    KernelGuard guard;
+    const int32_t bits = format == 29 || format == 131 ? 1 : 24;
+    RowService service = ColorRows(2, 1, {{1, 2, 3, 4, 5, 6}}, bits);
+    TifCommentBlock comments = {};
+    TempFile file;
+    SaveJob zeros(format, bits, &service, file.Name());
+    zeros.options.structSize = 0;
+    zeros.request.comments = &comments;
+    const int32_t result = zeros.Run();
+    const FileBytes expected = file.Exists() ? file.Read() : FileBytes{};
+    SaveJob job(format, bits, &service, file.Name());
+    job.request.fileOptions = nullptr;
+    job.request.comments = &comments;
+    EXPECT_EQ(result, job.Run()) << format;
+    EXPECT_EQ(expected, file.Exists() ? file.Read() : FileBytes{}) << format;
+    EXPECT_EQ(nullptr, +job.request.fileOptions) << format;
+  }
+}
+
 TEST(SaveRefusals, BareStreamWithoutRowsIsItsEndCode) {
   RowService service = GrayRows(2, 0, {});
   TempFile file;
