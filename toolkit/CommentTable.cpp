@@ -12,12 +12,26 @@
 namespace toolkit {
 namespace {
 
-#define PAGE_ROW(number, name, tag, type, count) {number, #name, CommentHome::kPage, type},
-#define EXIF_ROW(number, name, tag, type, count) {number, #name, CommentHome::kExif, type},
-#define GPS_ROW(number, name, tag, type, count) {number, #name, CommentHome::kGps, type},
+#define PAGE_ROW(number, name, tag, type, count) {number, #name, CommentHome::kPage, type, 0, kAnySize, false},
+#define EXIF_ROW(number, name, tag, type, count)                                                                       \
+  {number, #name, CommentHome::kExif, type, LeastOf(type, count), MostOf(count), false},
+#define GPS_ROW(number, name, tag, type, count)                                                                        \
+  {number, #name, CommentHome::kGps, type, LeastOf(type, count), MostOf(count), false},
 // Some of the IPTC names stand for other things elsewhere.
-#define IPTC_ROW(number, name, ...)                                                                                    \
-  {number, "Iptc" #name, CommentHome::kIptc, number == kCommentRecordVersion ? kTypeUndefined : kTypeAscii},
+#define IPTC_ROW(number, name, set, least, most, repeatable)                                                           \
+  {number, "Iptc" #name, CommentHome::kIptc, number == kCommentRecordVersion ? kTypeUndefined : kTypeAscii,            \
+   least,  most,         repeatable != 0},
+
+constexpr uint32_t kAnySize = UINT32_MAX;
+
+// Texts of a fixed length may be given without their NUL.
+constexpr uint32_t LeastOf(uint16_t type, int32_t count) {
+  return count == kCommentAnySize ? 0 : static_cast<uint32_t>(type == kTypeAscii ? count - 1 : count);
+}
+
+constexpr uint32_t MostOf(int32_t count) {
+  return count == kCommentAnySize ? kAnySize : static_cast<uint32_t>(count);
+}
 
 constexpr auto kComments = [] {
   auto rows = std::to_array<CommentRow>({VXTIF_MAIN_COMMENTS(PAGE_ROW) VXTIF_EXIF_COMMENTS(EXIF_ROW)

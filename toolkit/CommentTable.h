@@ -13,7 +13,10 @@ struct CommentRow {
   uint32_t number;
   std::string_view name;
   CommentHome home;
-  uint16_t type; // field type of the value; IPTC values are texts
+  uint16_t type;   // field type of the value; IPTC values are texts
+  uint32_t least;  // elements that a value holds
+  uint32_t most;   // likewise; texts of a fixed length count their NUL, which may be left out
+  bool repeatable; // several values in one comment, set apart by the byte 1
 };
 
 std::span<const CommentRow> AllComments();

@@ -82,6 +82,10 @@ std::optional<DirectoryEntries> ReadDirectoryEntries(VxFileHandle file, uint32_t
     entry.value = NormalValue(entry, directory.bigEndian);
     directory.entries.push_back(entry);
   }
+  uint8_t link[4] = {};
+  if (krnFileRead(file, link, sizeof link) == sizeof link) {
+    directory.nextDirectoryOffset = LoadFileLong(link, directory.bigEndian);
+  }
   return directory;
 }
 

@@ -22,6 +22,7 @@ struct DirectoryEntries {
   bool bigEndian = false;
   uint16_t version = 0;
   std::vector<DirectoryEntry> entries; // in file order
+  uint32_t nextDirectoryOffset = 0;    // 0 too when it cannot be read
 };
 
 uint16_t LoadFileWord(const uint8_t* bytes, bool bigEndian);

@@ -94,6 +94,7 @@ void SavePage(const std::string& file, Bitmap& bitmap, const SaveJob& job) {
   request.stampBitmap = job.stamp != nullptr ? job.stamp->Handle() : nullptr;
   request.tagList = tags.First();
   request.comments = comments.Block();
+  request.markers = job.markers;
   request.fileOptions = &options;
   request.private50235 = job.storedSize ? &*job.storedSize : nullptr;
   request.geoKeys = geoKeys.First();
@@ -123,6 +124,7 @@ void SavePlanes(const std::string& file, std::vector<Bitmap>& planes, const Save
   request.extra1 = job.progress ? reinterpret_cast<intptr_t>(&job.progress) : 0;
   request.options = &options;
   request.comments = comments.Block();
+  request.markers = job.markers;
   request.tagList = tags.First();
   request.saveStart = saveStart;
   request.saveEnd = saveEnd;

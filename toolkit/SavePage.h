@@ -41,6 +41,7 @@ struct SaveJob {
   std::vector<NumberedValue> tags;
   std::vector<NumberedValue> comments;
   std::vector<NumberedValue> geoKeys;
+  TifMarkerBlock* markers = nullptr; // Exif of a JPEG file
   std::optional<TifSizePair> storedSize;
   RowWatcher progress; // may be empty
 };

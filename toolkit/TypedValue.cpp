@@ -11,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "toolkit/Fractions.h"
 #include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 
@@ -51,8 +52,22 @@ template <class Number> void Append(std::vector<uint8_t>& bytes, Number number) 
   bytes.insert(bytes.end(), raw, raw + sizeof number);
 }
 
+// A fraction as it is written, or a whole or decimal number.
 template <class Number> void AppendRational(std::vector<uint8_t>& bytes, std::string_view text) {
+  if (text.starts_with('+')) {
+    text.remove_prefix(1);
+  }
   const size_t slash = text.find('/');
+  if (text.find('.') != std::string_view::npos) {
+    const Fraction fraction = ParseDecimal(text, static_cast<uint32_t>(std::numeric_limits<Number>::max()));
+    if (fraction.negative && std::is_unsigned_v<Number>) {
+      Complain(text, "is out of range for its type");
+    }
+    const auto numerator = static_cast<Number>(fraction.numerator);
+    Append(bytes, static_cast<Number>(fraction.negative ? -numerator : numerator));
+    Append(bytes, static_cast<Number>(fraction.denominator));
+    return;
+  }
   Append(bytes, ParseNumber<Number>(text.substr(0, slash)));
   Append(bytes, slash == std::string_view::npos ? Number{1} : ParseNumber<Number>(text.substr(slash + 1)));
 }

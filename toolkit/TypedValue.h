@@ -15,7 +15,7 @@ struct TypedValue {
   std::vector<uint8_t> bytes; // host order, with a spare byte behind the value
 };
 
-// Reads a value written as text: numbers set apart by commas, rationals as 3/4 or 3, ASCII as it stands, BYTE and
+// Reads a value written as text: numbers set apart by commas, rationals as 3/4, 3 or 0.75, ASCII as it stands, BYTE and
 // UNDEFINED as numbers, as x and hexadecimal digits (x30323231) or as "text"; @FILE takes a file's bytes for the
 // one-byte types. Throws std::invalid_argument with what is wrong.
 TypedValue ParseValue(uint16_t type, std::string_view text);

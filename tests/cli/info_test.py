@@ -13,7 +13,8 @@ class Info(ToolTest):
         self.assertEqual(self.json("info", "a.tif", "--json"), {
             "file": "a.tif", "fileFormat": 3, "width": 7, "height": 5, "bitsPerPixel": 8, "memorySize": 40,
             "compressionName": "", "viewPerspective": 1, "order": 1, "pageNumber": 1, "totalPages": 1,
-            "xResolution": 72, "yResolution": 72, "flags": 0x8080, "directoryOffset": 60, "colorSpace": 0})
+            "xResolution": 72, "yResolution": 72, "flags": 0x8080, "directoryOffset": 60, "colorSpace": 0,
+            "contents": {}})
         text = self.ok("info", "a.tif")
         for words in ["page 1 of 1", "3, uncompressed", "7 x 5 pixels, 8 bits", "72 x 72 dots per inch"]:
             self.assertIn(words, text)

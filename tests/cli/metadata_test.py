@@ -79,7 +79,7 @@ class Comments(ToolTest):
         put("a.tif", tiff([gray_page()]))
         self.ok("comment", "set", "a.tif", "GPSLatitude=52/1,31/1,12/1", "GPSLatitudeRef=N", "IptcKeywords=one",
                 "IptcKeywords=two", "IptcCity=Berlin")
-        self.assertEqual(self.ok("comment", "get", "a.tif", "GPSLatitude"), "52/1,31/1,12/1\n")
+        self.assertEqual(self.ok("comment", "get", "a.tif", "GPSLatitude"), "52°31'12\"N\n")
         self.assertEqual(self.ok("comment", "get", "a.tif", "IptcKeywords"), "one;two\n")
         listed = {c["name"]: c["value"] for c in self.json("comment", "list", "a.tif", "--json")["comments"]}
         self.assertEqual(listed["GPSVersionID"], [2, 2, 0, 0])

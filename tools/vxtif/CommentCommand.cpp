@@ -10,17 +10,31 @@
 #include "RecordJson.h"
 #include "WriteArguments.h"
 #include "toolkit/CommentTable.h"
+#include "toolkit/CommentText.h"
 #include "toolkit/Failure.h"
 #include "toolkit/PageMetadata.h"
 #include "toolkit/RawDirectories.h"
 #include "toolkit/TagNames.h"
 
-#include <vxtif/metadata.h>
+#include <vxtif/comments.h>
 #include <vxtif/results.h>
 
 namespace {
 
 constexpr size_t kShownCharacters = 100;
+
+constexpr const char* kForms =
+    "Values:\n"
+    "  text          as it stands; @FILE takes a file's bytes\n"
+    "  numbers       100 or, where there are several, 100,200\n"
+    "  fractions     1/125, 0.008, -1/3; FNumber also f/2.8, lengths and times with mm, m, s\n"
+    "  dates         2024-01-31 23:59:59, 2024-01-31T23:59:59 or 2024:01:31 23:59:59;\n"
+    "                IPTC times need their zone: 23:59:59+01:00\n"
+    "  positions     48.8584N, -33.5, 48 51 30.24 N, 48\xC2\xB0"
+    "51'30.24\"N, 48/1,51/1,3024/100;\n"
+    "                a letter or a sign sets the reference as well\n"
+    "  altitudes     35.5, 35.5m, -12 (which sets the reference as well)\n"
+    "  blocks        numbers, x and hexadecimal digits, \"text\", or @FILE";
 
 struct CommentArguments {
   std::string file;
@@ -55,22 +69,40 @@ toolkit::TypedValue ValueOf(const toolkit::CommentRow& row, const std::vector<ui
   return {row.type, static_cast<uint32_t>(bytes.size() / size), bytes};
 }
 
-// The values of a repeatable comment are set apart by the byte 1.
-std::string TextOf(const toolkit::CommentRow& row, const std::vector<uint8_t>& bytes, size_t most) {
-  const toolkit::TypedValue value = ValueOf(row, bytes);
-  std::string text = PrintableText(toolkit::FormatValue(value.type, value.count, value.bytes, most));
-  if (row.home == toolkit::CommentHome::kIptc) {
-    for (char& c : text) {
-      c = c == '\1' ? ';' : c;
-    }
-  }
-  return text;
+// The hemisphere that goes with a position; empty when the page tells none.
+std::string ReferenceText(const CommentArguments& arguments, const toolkit::CommentRow& row) {
+  const std::optional<uint32_t> reference = toolkit::ReferenceOf(row);
+  const auto bytes = reference ? toolkit::GetComment(arguments.file, arguments.page, *reference) : std::nullopt;
+  return bytes ? toolkit::FormatComment(*toolkit::FindComment(*reference), *bytes, "", 0) : "";
 }
 
-Json JsonOfComment(const toolkit::CommentRow& row, const std::vector<uint8_t>& bytes) {
+std::string TextOf(const CommentArguments& arguments, const toolkit::CommentRow& row, const std::vector<uint8_t>& bytes,
+                   size_t most) {
+  return PrintableText(toolkit::FormatComment(row, bytes, ReferenceText(arguments, row), most));
+}
+
+// The values of a repeatable comment are set apart by the byte 1.
+Json JsonOfTexts(const toolkit::TypedValue& value) {
+  const std::string all = JsonOfValue(value);
+  Json list = Json::array();
+  for (size_t at = 0; at <= all.size();) {
+    const size_t end = std::min(all.find('\1', at), all.size());
+    list.push_back(all.substr(at, end - at));
+    at = end + 1;
+  }
+  return list.size() == 1 ? list[0] : list;
+}
+
+Json JsonOfComment(const CommentArguments& arguments, const toolkit::CommentRow& row,
+                   const std::vector<uint8_t>& bytes) {
   const toolkit::TypedValue value = ValueOf(row, bytes);
-  return {{"comment", row.number}, {"name", row.name},     {"home", HomeName(row.home)}, {"size", bytes.size()},
-          {"type", value.type},    {"count", value.count}, {"value", JsonOfValue(value)}};
+  Json object = {{"comment", row.number}, {"name", row.name},   {"home", HomeName(row.home)},
+                 {"size", bytes.size()},  {"type", value.type}, {"count", value.count}};
+  object["value"] = row.repeatable ? JsonOfTexts(value) : JsonOfValue(value);
+  if (toolkit::HasWrittenForm(row)) {
+    object["text"] = TextOf(arguments, row, bytes, 0);
+  }
+  return object;
 }
 
 void GetOne(const CommentArguments& arguments) {
@@ -83,10 +115,10 @@ void GetOne(const CommentArguments& arguments) {
   }
   if (arguments.json) {
     Json object = {{"file", arguments.file}};
-    object.update(JsonOfComment(*row, *bytes));
+    object.update(JsonOfComment(arguments, *row, *bytes));
     PrintJson(object);
   } else {
-    std::cout << TextOf(*row, *bytes, 0) << "\n";
+    std::cout << TextOf(arguments, *row, *bytes, 0) << "\n";
   }
 }
 
@@ -104,15 +136,44 @@ void List(const CommentArguments& arguments) {
       ReportFailure(toolkit::Failure(arguments.file, "comment " + std::to_string(row.number), failure.code).what());
     }
     if (bytes && arguments.json) {
-      object["comments"].push_back(JsonOfComment(row, *bytes));
+      object["comments"].push_back(JsonOfComment(arguments, row, *bytes));
     } else if (bytes) {
       std::cout << std::setw(5) << row.number << "  " << std::left << std::setw(30) << row.name << std::setw(6)
-                << HomeName(row.home) << std::right << TextOf(row, *bytes, kShownCharacters) << "\n";
+                << HomeName(row.home) << std::setw(10) << toolkit::TypeName(row.type) << std::right
+                << TextOf(arguments, row, *bytes, kShownCharacters) << "\n";
     }
   }
   if (arguments.json) {
     PrintJson(object);
   }
+}
+
+std::string WithoutEndingNuls(const std::vector<uint8_t>& bytes) {
+  std::string text(bytes.begin(), bytes.end());
+  text.erase(text.find_last_not_of('\0') + 1);
+  return text;
+}
+
+// The library passes over what a page cannot take, without a word: Exif on a page without an Exif directory, the
+// versions. The user is told.
+void WarnOfWhatWasNotTaken(const CommentArguments& arguments, const std::vector<toolkit::NumberedValue>& values) {
+  for (const toolkit::NumberedValue& value : values) {
+    const toolkit::CommentRow& row = *toolkit::FindComment(uint32_t{value.number});
+    if (row.repeatable || row.number == kCommentMakerNote) {
+      continue; // held together with others, or in a form of its own
+    }
+    const auto bytes = toolkit::GetComment(arguments.file, arguments.page, row.number);
+    if (!bytes || WithoutEndingNuls(*bytes) != WithoutEndingNuls(value.value.bytes)) {
+      ReportWarning(arguments.file + ": comment set: the page has not taken " + std::string(row.name) +
+                    (bytes ? ", which is " + TextOf(arguments, row, *bytes, kShownCharacters) : ""));
+    }
+  }
+}
+
+void Set(const CommentArguments& arguments) {
+  const std::vector<toolkit::NumberedValue> values = ParseCommentSettings(arguments.settings);
+  toolkit::SetComments(arguments.file, arguments.page, values);
+  WarnOfWhatWasNotTaken(arguments, values);
 }
 
 void AddPage(CLI::App* command, CommentArguments& arguments) {
@@ -136,13 +197,12 @@ void AddCommentCommand(CLI::App& app) {
   CLI::App* set = command->add_subcommand("set", "Set comments in place");
   AddPage(set, *arguments);
   set->add_option("SETTINGS", arguments->settings,
-                  "as Artist=text or GPSLatitude=52/1,31/1,12/1; the same comment again adds a further value to a "
-                  "repeatable one")
+                  "as Artist=text or ExposureTime=1/125; the same comment again adds a further value to a repeatable "
+                  "one")
       ->required()
       ->type_name("C=V");
-  set->callback([arguments] {
-    toolkit::SetComments(arguments->file, arguments->page, ParseCommentSettings(arguments->settings));
-  });
+  set->callback([arguments] { Set(*arguments); });
+  set->footer(kForms);
 
   CLI::App* list = command->add_subcommand("list", "List the comments of a page");
   AddPage(list, *arguments);

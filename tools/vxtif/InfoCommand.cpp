@@ -10,6 +10,8 @@
 #include "toolkit/DescribeFile.h"
 #include "toolkit/Failure.h"
 #include "toolkit/FormatTables.h"
+#include "toolkit/KernelFile.h"
+#include "toolkit/PageContents.h"
 #include "toolkit/ResultText.h"
 #include "toolkit/Utf16.h"
 
@@ -39,7 +41,29 @@ std::string FlagWords(uint32_t flags) {
   return words;
 }
 
-void PrintReport(const std::string& file, const FileInfoRecord& report) {
+std::string CarriedWords(const toolkit::PageContents& contents) {
+  std::string words;
+  const auto add = [&](const std::optional<uint32_t>& amount, const char* before, const char* unit,
+                       const char* after = "") {
+    if (amount) {
+      words.append(words.empty() ? "" : ", ").append(before).append(std::to_string(*amount));
+      words.append(unit).append(*amount == 1 ? "" : "s").append(after);
+    }
+  };
+  add(contents.texts != 0 ? std::optional(contents.texts) : std::nullopt, "", " text");
+  add(contents.exif, "Exif (", " value", ")");
+  add(contents.makerNote, "a maker note (", " byte", ")");
+  add(contents.gps, "GPS (", " value", ")");
+  add(contents.iptc, "IPTC (", " data set", ")");
+  add(contents.xmp, "XMP (", " byte", ")");
+  add(contents.photoshop, "Photoshop (", " byte", ")");
+  add(contents.icc, "an ICC profile (", " byte", ")");
+  add(contents.geoKeys, "", " GeoTIFF key");
+  add(contents.subDirectories != 0 ? std::optional(contents.subDirectories) : std::nullopt, "", " sub-picture");
+  return contents.stamp ? words + ", a stamp" : words;
+}
+
+void PrintReport(const std::string& file, const FileInfoRecord& report, const toolkit::PageContents& contents) {
   constexpr const char* kOrders[] = {"red first", "blue first", "grey"};
   constexpr const char* kSpaces[] = {"", "YCbCr", "CMYK", "CIELab"};
   const Json record = JsonOfReport(report);
@@ -60,11 +84,21 @@ void PrintReport(const std::string& file, const FileInfoRecord& report) {
   if (const std::string words = FlagWords(report.flags); !words.empty()) {
     std::cout << "  remarks     " << words << "\n";
   }
+  if (const std::string words = CarriedWords(contents); !words.empty()) {
+    std::cout << "  carries     " << words << "\n";
+  }
+}
+
+Json JsonOfPage(const FileInfoRecord& report, const toolkit::PageContents& contents) {
+  Json object = JsonOfReport(report);
+  object["contents"] = JsonOfContents(contents);
+  return object;
 }
 
 void DescribeAll(const std::string& file, const InfoArguments& arguments, const toolkit::ReportOptions& options) {
   Progress progress(file + ": pages");
   const auto pages = toolkit::DescribeAllPages(file, options, [&](size_t found) { progress.Show(found, 0); });
+  const toolkit::KernelFile opened(file, "info");
   Json object = {{"file", file}, {"totalPages", pages.size()}, {"pages", Json::array()}};
   for (const toolkit::PageReport& page : pages) {
     if (page.result != kResultOk) {
@@ -73,10 +107,13 @@ void DescribeAll(const std::string& file, const InfoArguments& arguments, const 
       object["pages"].push_back({{"pageNumber", uint32_t{page.report.pageNumber}},
                                  {"directoryOffset", uint32_t{page.report.directoryOffset}},
                                  {"result", page.result}});
-    } else if (arguments.json) {
-      object["pages"].push_back(JsonOfReport(page.report));
+      continue;
+    }
+    const toolkit::PageContents contents = toolkit::ReadPageContents(opened.Handle(), page.report.directoryOffset);
+    if (arguments.json) {
+      object["pages"].push_back(JsonOfPage(page.report, contents));
     } else {
-      PrintReport(file, page.report);
+      PrintReport(file, page.report, contents);
     }
   }
   if (arguments.json) {
@@ -96,12 +133,14 @@ void Describe(const std::string& file, const InfoArguments& arguments) {
   }
   options.countPages = true;
   const FileInfoRecord report = toolkit::DescribePage(file, options);
+  const toolkit::KernelFile opened(file, "info");
+  const toolkit::PageContents contents = toolkit::ReadPageContents(opened.Handle(), report.directoryOffset);
   if (arguments.json) {
     Json object = {{"file", file}};
-    object.update(JsonOfReport(report));
+    object.update(JsonOfPage(report, contents));
     PrintJson(object);
   } else {
-    PrintReport(file, report);
+    PrintReport(file, report, contents);
   }
 }
 

@@ -32,6 +32,29 @@ Json JsonOfReport(const FileInfoRecord& report) {
   return object;
 }
 
+Json JsonOfContents(const toolkit::PageContents& contents) {
+  Json object = Json::object();
+  const auto add = [&](const char* key, const std::optional<uint32_t>& amount) {
+    if (amount) {
+      object[key] = *amount;
+    }
+  };
+  add("texts", contents.texts != 0 ? std::optional(contents.texts) : std::nullopt);
+  add("exif", contents.exif);
+  add("makerNote", contents.makerNote);
+  add("gps", contents.gps);
+  add("iptc", contents.iptc);
+  add("xmp", contents.xmp);
+  add("photoshop", contents.photoshop);
+  add("icc", contents.icc);
+  add("geoKeys", contents.geoKeys);
+  add("subDirectories", contents.subDirectories != 0 ? std::optional(contents.subDirectories) : std::nullopt);
+  if (contents.stamp) {
+    object["stamp"] = true;
+  }
+  return object;
+}
+
 namespace {
 
 template <class Number> Number NumberAt(const uint8_t* bytes) {

@@ -4,11 +4,15 @@
 #include <string_view>
 
 #include "Console.h"
+#include "toolkit/PageContents.h"
 #include "toolkit/TypedValue.h"
 
 #include <vxtif/info.h>
 
 Json JsonOfReport(const FileInfoRecord& report);
+
+// What a page carries; what it does not carry is left out.
+Json JsonOfContents(const toolkit::PageContents& contents);
 
 // A text, a list of numbers (rationals as "a/b"), or one of these alone when the count is 1. Bytes are numbers too.
 Json JsonOfValue(const toolkit::TypedValue& value);

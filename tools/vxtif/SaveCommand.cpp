@@ -2,14 +2,18 @@
 
 #include "Commands.h"
 
+#include <algorithm>
 #include <memory>
+#include <optional>
 
 #include "Console.h"
 #include "WriteArguments.h"
 #include "toolkit/BitmapFromImage.h"
+#include "toolkit/CommentTable.h"
 #include "toolkit/Failure.h"
 #include "toolkit/FormatTables.h"
 #include "toolkit/ImageFiles.h"
+#include "toolkit/JpegMarkers.h"
 #include "toolkit/SavePage.h"
 
 #include <vxtif/formats.h>
@@ -29,6 +33,7 @@ struct SaveArguments {
   std::vector<std::string> tags;
   std::vector<std::string> comments;
   std::vector<std::string> geoKeys;
+  std::string exif;
   PlacementArguments placement;
   StorageArguments storage;
 };
@@ -65,6 +70,20 @@ int32_t DepthOf(const SaveArguments& arguments, const toolkit::FormatRow& format
   return format.defaultBits != 0 ? format.defaultBits : toolkit::NaturalDepth(*bitmap.Handle());
 }
 
+// Without its directory the page keeps of Exif what stands in its own: the library says nothing of the rest.
+void WarnWithoutExifDirectory(const SaveArguments& arguments, const toolkit::SaveJob& job) {
+  if (job.format == kFormatExif || job.format == kFormatExifYCbCr) {
+    return;
+  }
+  const bool left = std::ranges::any_of(job.comments, [](const toolkit::NumberedValue& comment) {
+    const toolkit::CommentHome home = toolkit::FindComment(uint32_t{comment.number})->home;
+    return home == toolkit::CommentHome::kExif || home == toolkit::CommentHome::kGps;
+  });
+  if (left || job.markers != nullptr) {
+    ReportWarning(arguments.out + ": save: Exif and GPS directories go into the formats exif and exif-ycbcr alone");
+  }
+}
+
 void Run(const SaveArguments& arguments) {
   const toolkit::FormatRow& format = *toolkit::FindFormat(arguments.format);
   toolkit::SaveJob job;
@@ -85,6 +104,11 @@ void Run(const SaveArguments& arguments) {
     size.second = height;
     job.storedSize = size;
   }
+  std::optional<toolkit::JpegMarkers> markers;
+  if (!arguments.exif.empty()) {
+    markers.emplace(arguments.exif);
+    job.markers = markers->Block();
+  }
   toolkit::Bitmap bitmap = ReadBitmap(arguments.in, arguments);
   job.bitsPerPixel = DepthOf(arguments, format, bitmap);
   job.gray = arguments.gray || job.bitsPerPixel == 12;
@@ -98,6 +122,7 @@ void Run(const SaveArguments& arguments) {
     progress.Show(static_cast<uint64_t>(row), static_cast<uint64_t>(rows));
   };
   toolkit::SavePage(arguments.out, bitmap, job);
+  WarnWithoutExifDirectory(arguments, job);
 }
 
 } // namespace
@@ -130,9 +155,14 @@ void AddSaveCommand(CLI::App& app) {
   command->add_option("--tag", arguments->tags, "a further tag, by number or name, as Software=ASCII:text")
       ->type_name("T=TYPE:V")
       ->allow_extra_args(false);
-  command->add_option("--comment", arguments->comments, "a comment, by number or name, as Artist=text")
+  command
+      ->add_option(
+          "--comment", arguments->comments,
+          "a comment, by number or name, as Artist=text (vxtif comment set --help tells how values are written)")
       ->type_name("C=V")
       ->allow_extra_args(false);
+  command->add_option("--exif", arguments->exif, "take over the Exif of a JPEG file (for the formats exif, exif-ycbcr)")
+      ->type_name("FROM.jpg");
   command->add_option("--geo", arguments->geoKeys, "a GeoTIFF key for the format geotiff, by number or name")
       ->type_name("K=TYPE:V")
       ->allow_extra_args(false);

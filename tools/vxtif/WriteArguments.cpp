@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "toolkit/CommentTable.h"
+#include "toolkit/CommentText.h"
 #include "toolkit/TagNames.h"
 
 namespace {
@@ -136,15 +137,18 @@ std::vector<toolkit::NumberedValue> ParseGeoSettings(const std::vector<std::stri
 }
 
 std::vector<toolkit::NumberedValue> ParseCommentSettings(const std::vector<std::string>& settings) {
-  std::vector<toolkit::NumberedValue> values;
+  toolkit::CommentSettings comments;
   for (const std::string& setting : settings) {
     const auto [name, text] = SplitSetting(setting);
     const toolkit::CommentRow* row = toolkit::FindComment(std::string_view(name));
     if (row == nullptr) {
       throw CLI::ValidationError("'" + name + "' is neither a comment's number nor its name");
     }
-    values.push_back({static_cast<uint16_t>(row->number),
-                      ParseOrComplain(setting, [&, &value = text] { return toolkit::ParseValue(row->type, value); })});
+    try {
+      comments.Add(*row, text);
+    } catch (const std::invalid_argument& error) {
+      throw CLI::ValidationError(setting + ": " + error.what());
+    }
   }
-  return values;
+  return comments.Values();
 }
