@@ -176,6 +176,7 @@ TEST_P(DirectoryBytes, ColorMapsOfDepthsTwoToEight) {
 
 TEST_P(DirectoryBytes, OneBitPagesByTheirPalette) {
   const VxColor red = {0, 0, 255, 0};
+  const VxColor yellow = {0, 255, 255, 0};
   const VxColor gray = {128, 128, 128, 0};
   const struct {
     std::vector<VxColor> palette;
@@ -184,6 +185,9 @@ TEST_P(DirectoryBytes, OneBitPagesByTheirPalette) {
   } kCases[] = {{{kBlack, kWhite}, 1, {}},
                 {{kWhite, kBlack}, 0, {}},
                 {{kWhite, red}, 3, {0xFF00, 0xFF00, 0xFF00, 0, 0xFF00, 0}},
+                {{kBlack, red}, 3, {0, 0xFF00, 0, 0, 0, 0}},
+                {{red, kBlack}, 3, {0xFF00, 0, 0, 0, 0, 0}},
+                {{kBlack, yellow}, 3, {0, 0xFF00, 0, 0xFF00, 0, 0}},
                 {{kBlack, gray}, 3, {0, 0x8000, 0, 0x8000, 0, 0x8000}},
                 {{kBlack, kBlack}, 3, {0, 0, 0, 0, 0, 0}},
                 {{kWhite, kWhite}, 3, {0xFF00, 0xFF00, 0xFF00, 0xFF00, 0xFF00, 0xFF00}}};
@@ -526,6 +530,20 @@ TEST_P(DirectoryBytes, EachTextTagTakesItsSlot) {
   }
 }
 
+TEST_P(DirectoryBytes, SlotsBehindTheTextsTakeNoRoom) {
+  DirectoryInput input(GetParam());
+  CommentSlots slots;
+  for (uint32_t slot = 10; slot <= 20; ++slot) {
+    slots.Text(slot, "no text tag");
+  }
+  input.Comments(slots);
+  ExpectedPage page = Page();
+  Begin(page, {8}, 1, 1);
+  Middle(page, 1);
+  End(page);
+  EXPECT_EQ(input.Write(), page.Build());
+}
+
 TEST_P(DirectoryBytes, IptcBlockOfOddLengthIsPaddedAndNotCountedSo) {
   for (const std::string_view city : {"Rome", "Paris"}) {
     DirectoryInput input(GetParam());
@@ -556,7 +574,20 @@ TEST_P(DirectoryBytes, SizePairIsCutToSixteenBits) {
   for (const TifSizePair& none : {TifSizePair{12, 0, 7}, TifSizePair{12, 7, 0}, TifSizePair{12, 0, 0}}) {
     DirectoryInput without(GetParam());
     without.job.private50235 = &none;
-    EXPECT_EQ(without.Written().Find(50235), nullptr);
+    ExpectedPage plain = Page();
+    Begin(plain, {8}, 1, 1);
+    Middle(plain, 1);
+    End(plain);
+    EXPECT_EQ(without.Write(), plain.Build()) << "and no room for it";
+  }
+  for (const TifSizePair& least : {TifSizePair{12, 1, 1}, TifSizePair{12, 1, 0x10000}, TifSizePair{12, 0x10000, 1}}) {
+    DirectoryInput with(GetParam());
+    with.job.private50235 = &least;
+    ExpectedPage small = Page();
+    Begin(small, {8}, 1, 1);
+    Middle(small, 1);
+    End(small).Short(50235, {static_cast<uint16_t>(least.first), static_cast<uint16_t>(least.second)});
+    EXPECT_EQ(with.Write(), small.Build());
   }
 }
 

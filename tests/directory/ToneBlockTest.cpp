@@ -42,6 +42,8 @@ protected:
     const FileEntry* entry = directory.Find(kTone);
     if (entry == nullptr) {
       EXPECT_EQ(input.entryCount, directory.entries.size());
+      const FileEntry* firstValue = directory.Find(258)->count > 1 ? directory.Find(258) : directory.Find(282);
+      EXPECT_EQ(firstValue->word, 8 + 2 + directory.entries.size() * 12 + 4) << "no room for what is not there";
       return {};
     }
     EXPECT_EQ(entry->type, 1);
@@ -204,6 +206,13 @@ TEST_P(ToneBlock, TableCountsOnlyWithItsFlagHandleAndLength) {
     }
     EXPECT_EQ(Block(input), FileBytes{});
   }
+}
+
+TEST_P(ToneBlock, TableMayHaveOneEntry) {
+  DirectoryInput input(GetParam());
+  Gray(input, 16);
+  const ToneTable table(input, kColors, 1);
+  EXPECT_EQ(Block(input), Expected().U16(1).Entry(2, 1, 3, 18).U32(0).Raw({1, 2, 3}).bytes);
 }
 
 TEST_P(ToneBlock, TableIsCutToItsBlock) {
