@@ -178,12 +178,35 @@ TEST_P(ToneBlock, SampleRangeAloneNeedsNone) {
   EXPECT_EQ(Block(input), FileBytes{});
 }
 
+TEST_P(ToneBlock, SampleRangesAreComparedAsSignedNumbers) {
+  const struct {
+    int32_t minimum;
+    int32_t maximum;
+  } kRanges[] = {{5, 5}, {-5, 9}, {-5, 0}, {-5, -2}, {1, INT32_MAX}, {INT32_MIN, -2}};
+  for (const auto& range : kRanges) {
+    DirectoryInput input(GetParam());
+    Gray(input);
+    input.descriptor.highBit = 3;
+    input.descriptor.minValue = range.minimum;
+    input.descriptor.maxValue = range.maximum;
+    const auto minimum = static_cast<uint32_t>(range.minimum);
+    EXPECT_EQ(Block(input), Expected()
+                                .U16(4)
+                                .EntryShort(0, 0)
+                                .EntryShort(1, 3)
+                                .Entry(3, 4, 1, minimum)
+                                .Entry(4, 4, 1, minimum)
+                                .U32(0)
+                                .bytes);
+  }
+}
+
 TEST_P(ToneBlock, SampleRangesThatAreNone) {
   const struct {
     int32_t depth;
     int32_t minimum;
     int32_t maximum;
-  } kRanges[] = {{32, 0, 9}, {32, 5, -1}, {32, 5, 4}, {32, 5, -7}, {16, 5, 9}};
+  } kRanges[] = {{32, 0, 9}, {32, 5, -1}, {32, -5, -1}, {32, 5, 4}, {32, 5, -7}, {32, -5, -6}, {16, 5, 9}};
   for (const auto& range : kRanges) {
     DirectoryInput input(GetParam());
     Gray(input, range.depth);
@@ -224,17 +247,19 @@ TEST_P(ToneBlock, TableIsCutToItsBlock) {
   }
 }
 
-TEST_P(ToneBlock, LongTableGoesOutWhole) {
-  std::vector<VxColor> colors(65536);
-  FileBytes bytes;
-  for (size_t i = 0; i < colors.size(); ++i) {
-    colors[i] = {static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i * 7), 1};
-    bytes.insert(bytes.end(), {colors[i].blue, colors[i].green, colors[i].red});
+TEST_P(ToneBlock, LongTablesGoOutWhole) {
+  for (const uint32_t length : {255u, 256u, 257u, 300u, 512u, 65536u}) {
+    std::vector<VxColor> colors(length);
+    FileBytes bytes;
+    for (size_t i = 0; i < colors.size(); ++i) {
+      colors[i] = {static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i * 7), 1};
+      bytes.insert(bytes.end(), {colors[i].blue, colors[i].green, colors[i].red});
+    }
+    DirectoryInput input(GetParam());
+    Gray(input, 16);
+    const ToneTable table(input, colors, length);
+    EXPECT_EQ(Block(input), Expected().U16(1).Entry(2, 1, 3 * length, 18).U32(0).Raw(bytes).bytes) << length;
   }
-  DirectoryInput input(GetParam());
-  Gray(input, 16);
-  const ToneTable table(input, colors, 65536);
-  EXPECT_EQ(Block(input), Expected().U16(1).Entry(2, 1, 3 * 65536, 18).U32(0).Raw(bytes).bytes);
 }
 
 TEST_P(ToneBlock, TableWhoseBlockIsGoneLeavesAHole) {
