@@ -470,7 +470,7 @@ TEST_P(DirectoryBytes, VariantFile) {
 }
 
 TEST_P(DirectoryBytes, TiledVariantFile) {
-  for (const uint32_t tiles : {2u, 3u, 600u}) {
+  for (const uint32_t tiles : {2u, 3u, 256u, 257u, 600u}) {
     DirectoryInput input(GetParam());
     input.Depth(1).Palette({kWhite, kBlack});
     input.descriptor.width = 1000;

@@ -136,6 +136,50 @@ TEST_P(DirectoryFaults, Seeks) {
   }
 }
 
+// The results as each seek of a directory without foreign values fails, but for those of preparing the file.
+std::vector<int32_t> SeekFailures(void (*setUp)(DirectoryInput*, CommentSlots*), FileOrder order) {
+  std::vector<int32_t> results;
+  for (bool struck = true; struck;) {
+    DirectoryInput input(order);
+    CommentSlots slots;
+    setUp(&input, &slots);
+    input.Comments(slots);
+    IoFaults faults;
+    faults.Fail(IoCall::kSeek, results.size() + 1);
+    input.Write();
+    struck = input.result != kResultOk;
+    if (struck) {
+      results.push_back(input.result);
+    }
+  }
+  return results;
+}
+
+TEST_P(DirectoryFaults, EverySeekOfTheWritersOwnIsTold) {
+  // Over the entries, the place behind them, IPTC block, colour map, tone block, data, back to the entries, to the
+  // data.
+  EXPECT_EQ(SeekFailures(
+                [](DirectoryInput* input, CommentSlots* slots) {
+                  input->Depth(8, kOrderGray).Palette({{1, 2, 3, 0}});
+                  input->descriptor.lowBit = 2;
+                  slots->Text(kCommentCity, "Paris");
+                },
+                GetParam()),
+            std::vector<int32_t>(8, kResultSeekFailed));
+  // Over the entries, the place behind them, the tile order, data, back to the entries, to the data.
+  EXPECT_EQ(SeekFailures(
+                [](DirectoryInput* input, CommentSlots*) {
+                  input->Depth(1).Palette({{255, 255, 255, 0}, {0, 0, 0, 0}});
+                  input->descriptor.width = 1500;
+                  input->job.compression = kCompressionGroup4;
+                  input->job.tileWidth = input->job.rowsPerStrip = 512;
+                  input->byteCounts = {6, 6, 6};
+                  input->stateFlags = kStateVariantFile;
+                },
+                GetParam()),
+            std::vector<int32_t>(6, kResultSeekFailed));
+}
+
 TEST_P(DirectoryFaults, HeaderThatCannotBeWrittenLeavesTheEntryCountAlone) {
   DirectoryInput input(GetParam());
   IoFaults faults;
