@@ -400,6 +400,29 @@ TEST_P(Compaction, SeveralStripsArriveByTheRulesOfLoadedOnes) {
   }
 }
 
+// The offsets of several strips are taken for 32-bit words whatever their type says, and what these name is copied
+// where it is there.
+TEST_P(Compaction, OffsetsOfSeveralStripsAreReadAsLongs) {
+  const FileOrder order = GetParam();
+  TiffBuilder builder(order);
+  // Three words at 200; as the shorts that the entry speaks of they would name other places.
+  builder.AddPage().Short(258, {8}).RawWord(273, 3, 3, 200).Long(279, {2, 3, 1});
+  FileBytes table;
+  for (uint32_t word : {210u, 215u, 220u}) {
+    AppendU32(table, order, word);
+  }
+  builder.Place(200, table);
+  builder.Place(212, Counting(20, 12));
+  const TempFile source(builder.Build());
+  const TempFile destination;
+  ASSERT_EQ(CompactionRun().Compact(source, destination), kResultOk);
+  const FileBytes bytes = destination.Read();
+  ASSERT_GE(bytes.size(), 7u);
+  // Bytes 210 and 211 are the end of the table.
+  const FileBytes last = order == FileOrder::kLittle ? FileBytes{0, 0} : FileBytes{0, 220};
+  EXPECT_EQ(FileBytes(bytes.end() - 7, bytes.end()), (FileBytes{last[0], last[1], 15, 16, 17, 0, 20}));
+}
+
 // A page of several strips is copied through a small buffer, however large it is.
 TEST_P(Compaction, SeveralStripsAreNotHeldInMemory) {
   TiffBuilder builder(GetParam());
