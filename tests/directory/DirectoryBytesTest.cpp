@@ -479,10 +479,11 @@ TEST_P(DirectoryBytes, TiledVariantFile) {
     input.job.compression = kCompressionGroup4;
     input.job.tileWidth = 512;
     input.job.rowsPerStrip = 512;
-    input.byteCounts.assign(tiles, 100);
+    input.byteCounts.clear();
     input.options.flags |= kSaveNoSubfileType; // cleared for tiles
     std::vector<uint16_t> order;
     for (uint32_t i = 0; i < tiles; ++i) {
+      input.byteCounts.push_back(100 + i * i);
       order.push_back(static_cast<uint16_t>(i));
     }
     ExpectedPage page = Page();
