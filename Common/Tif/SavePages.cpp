@@ -91,8 +91,8 @@ uint64_t ColumnOffset(const PageSave* save, uint32_t column) {
   return depth * column * save->rows.tileWidth >> 3;
 }
 
-// The row buffer as wide as source or output needs it, whichever is wider; never narrower than what the last tile's
-// column is read for.
+// The row buffer as wide as source or output needs it, whichever is wider; never narrower than what the service may
+// deliver, and than what the last tile's column is read for.
 uint64_t RowBufferBytes(const PageSave* save) {
   const auto depth =
       static_cast<uint64_t>(std::max({save->descriptor->bitsPerPixel, save->rows.bitmap->bitsPerPixel, int32_t{1}}));
@@ -101,7 +101,8 @@ uint64_t RowBufferBytes(const PageSave* save) {
   const uint64_t written = static_cast<uint64_t>(save->request->bitsPerPixel) * save->rows.tileWidth / 8 + 4;
   const uint64_t lastTile =
       ColumnOffset(save, save->rows.tilesAcross - 1) + std::max<uint64_t>(save->rows.rowBytes, written);
-  return std::max(rows, lastTile);
+  const auto delivered = static_cast<uint64_t>(std::max(save->descriptor->bytesPerLine, int32_t{0}));
+  return std::max({rows, delivered, lastTile});
 }
 
 int32_t AllocateRows(PageSave* save) {

@@ -52,6 +52,9 @@ struct RowServiceCalls {
     }
     FileBytes row = self->rows.at(static_cast<size_t>(rowIndex));
     row.resize((static_cast<size_t>(descriptor->width) * static_cast<size_t>(descriptor->bitsPerPixel) + 7) / 8);
+    if (self->fillsPitch) {
+      row.resize(static_cast<size_t>(descriptor->bytesPerLine), 0xEE);
+    }
     std::memcpy(rowBuffer, row.data(), row.size());
     return 1;
   }

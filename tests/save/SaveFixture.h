@@ -33,6 +33,7 @@ public:
   uint32_t seenAtStart = 0;
   int32_t bitsAtStart = 0;
   bool bufferAsked = false;
+  bool fillsPitch = false; // rows are delivered with all the bytes of the descriptor's line
   uint32_t starts = 0;
   uint32_t ends = 0;
   RowService* stamp = nullptr; // answers for its own bitmap

@@ -55,6 +55,14 @@ TEST(SavedStrips, Gray8InOneStrip) {
   }
 }
 
+TEST(SavedStrips, ServiceMayDeliverWholeLinesOfItsOwn) {
+  RowService service = GrayRows(3, 2, 8, {{1, 2, 3}, {4, 5, 6}});
+  service.descriptor.bytesPerLine = 4096;
+  service.fillsPitch = true;
+  ExpectFile(3, 8, &service, FileOrder::kLittle,
+             NewFile(FileOrder::kLittle, Page({3, 2, {8}, 1, 1, 2}, {{1, 2, 3, 4, 5, 6}})), kSaveDropGrayPalette);
+}
+
 TEST(SavedStrips, PaletteOfFourColours) {
   RowService service(5, 2, 2, {{0x1B, 0x40}, {0xE4, 0x80}});
   service.palette = {{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}, {10, 11, 12, 0}};
