@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "toolkit/BitmapDepth.h"
 #include "toolkit/Failure.h"
 #include "toolkit/OutputFile.h"
 #include "toolkit/Utf16.h"
@@ -29,6 +30,15 @@ void WriteInPlaceOrNew(const std::string& file, const Placement& placement, cons
 uint32_t RequestFlags(const SaveJob& job) {
   return (job.page.placement.kind == Placement::Kind::kAppend ? uint32_t{kSaveRequestAppend} : 0u) |
          (job.gray ? uint32_t{kSaveRequestGray} : 0u);
+}
+
+// The bitmap to save from: for a page in tiles one of the written depth, which `converted` holds where it is another.
+BitmapHandle* SourceOf(Bitmap& bitmap, const SaveJob& job, const std::string& file, Bitmap& converted) {
+  if (job.page.tileWidth == 0 || bitmap->bitsPerPixel == job.bitsPerPixel) {
+    return bitmap.Handle();
+  }
+  converted = BitmapOfDepth(bitmap, job.bitsPerPixel, RequestFlags(job), file);
+  return converted.Handle();
 }
 
 } // namespace
@@ -81,12 +91,13 @@ int32_t NaturalDepth(const BitmapHandle& bitmap) {
 }
 
 void SavePage(const std::string& file, Bitmap& bitmap, const SaveJob& job) {
+  Bitmap converted;
   SaveOptions options = MakeSaveOptions(job.page);
   ItemList<TifTagItem> tags(job.tags);
   ItemList<TifGeoKeyItem> geoKeys(job.geoKeys);
   CommentSet comments(job.comments);
   FilterSaveRequest request = {};
-  request.bitmap = bitmap.Handle();
+  request.bitmap = SourceOf(bitmap, job, file, converted);
   request.bitsPerPixel = job.bitsPerPixel;
   request.fileFormat = job.format;
   request.flags = RequestFlags(job);
@@ -112,8 +123,9 @@ void SavePlanes(const std::string& file, std::vector<Bitmap>& planes, const Save
   ItemList<TifTagItem> tags(job.tags);
   CommentSet comments(job.comments);
   std::vector<BitmapHandle*> handles;
-  for (Bitmap& plane : planes) {
-    handles.push_back(plane.Handle());
+  std::vector<Bitmap> converted(planes.size());
+  for (size_t i = 0; i < planes.size(); ++i) {
+    handles.push_back(SourceOf(planes[i], job, file, converted[i]));
   }
   FilterSaveCMYKRequest request = {};
   request.bitmaps = handles.data();
