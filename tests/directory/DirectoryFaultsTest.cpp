@@ -178,6 +178,15 @@ TEST_P(DirectoryFaults, EverySeekOfTheWritersOwnIsTold) {
                 },
                 GetParam()),
             std::vector<int32_t>(6, kResultSeekFailed));
+  // An Exif and a GPS directory, each with a place to be taken and seeks of its own writer.
+  const std::vector<int32_t> results = SeekFailures(
+      [](DirectoryInput* input, CommentSlots* slots) {
+        input->stateFlags = kStateExifIfd;
+        slots->Text(kCommentDateTimeOriginal, "2024:01:02 03:04:05").Text(kCommentGPSMapDatum, "WGS-84");
+      },
+      GetParam());
+  EXPECT_LT(7u, results.size());
+  EXPECT_EQ(results, std::vector<int32_t>(results.size(), kResultSeekFailed));
 }
 
 TEST_P(DirectoryFaults, HeaderThatCannotBeWrittenLeavesTheEntryCountAlone) {
