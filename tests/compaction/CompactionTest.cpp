@@ -244,6 +244,45 @@ TEST_P(Compaction, SubfileTypesGoOnRequestAndOtherPagesAreNotTouched) {
   }
 }
 
+TEST_P(Compaction, RemovingSubfileTypesChangesNothingElse) {
+  const TempFile source(TenPages());
+  const TempFile kept;
+  EXPECT_EQ(CompactionRun().Compact(source, kept), kResultOk);
+  const TempFile removed;
+  CompactionRun run;
+  run.to.flags = kSaveNoSubfileType;
+  EXPECT_EQ(run.Compact(source, removed), kResultOk);
+  EXPECT_EQ(removed.Read(), kept.Read()) << "pages without them come out the same";
+}
+
+// However long the inserted run is, the pages behind it move on by one number.
+TEST_P(Compaction, PagesBehindAnInsertedRunAreRenumberedOnce) {
+  TiffBuilder builder(GetParam());
+  for (uint16_t i = 0; i < 3; ++i) {
+    builder.AddPage(GrayPage(i + 1u, 1).Short(297, {i, 3}).Sort());
+  }
+  const TempFile source(Pages(FileOrder::kLittle, 21, 2));
+  for (uint32_t flags : {uint32_t{kSaveInsertPage}, uint32_t{kSaveInsertPage | kSaveKeepPageNumbers}}) {
+    const TempFile destination(builder.Build());
+    CompactionRun run;
+    run.to.flags = flags;
+    run.to.pageNumber = 2;
+    ASSERT_EQ(run.Compact(source, destination), kResultOk);
+    const FileBytes bytes = destination.Read();
+    ASSERT_EQ(Widths(bytes), (std::vector<uint32_t>{1, 21, 22, 2, 3}));
+    std::vector<uint32_t> words;
+    for (uint32_t directory : Directories(bytes)) {
+      const uint32_t entry = EntryPlace(bytes, directory, 297);
+      if (entry != 0) {
+        words.push_back(GetU16(bytes, entry + 8, GetParam()));
+        words.push_back(GetU16(bytes, entry + 10, GetParam()));
+      }
+    }
+    const bool kept = (flags & kSaveKeepPageNumbers) != 0;
+    EXPECT_EQ(words, kept ? (std::vector<uint32_t>{0, 3, 1, 3, 2, 3}) : (std::vector<uint32_t>{0, 0, 2, 0, 3, 0}));
+  }
+}
+
 TEST_P(Compaction, PageNumbersAreCopiedAsTheyStand) {
   TiffBuilder builder(GetParam());
   builder.AddPage(GrayPage(1, 1).Short(297, {5, 9}).Sort());

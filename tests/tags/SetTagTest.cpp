@@ -11,17 +11,22 @@ class SetTag : public testing::TestWithParam<FileOrder> {
 protected:
   bool IsLittle() const { return GetParam() == FileOrder::kLittle; }
   Bytes NewBytes() const { return Bytes(GetParam()); }
-  // One page with a width and an ASCII text of ten bytes behind the directory, at 38.
-  FileBytes PageWithText() const {
-    return NewBytes()
-        .Header(8)
-        .U16(2)
-        .Entry(256, 4, 1, 7)
-        .Entry(700, 2, 10, 38)
-        .U32(0)
-        .Text("123456789")
-        .Raw({0})
-        .bytes;
+
+  // A page with a width alone. It ends at 26.
+  Bytes WidthPage(uint32_t first = 8) const { return NewBytes().Header(first).U16(1).Entry(256, 4, 1, 7).U32(0); }
+  // A page with a width and a value under tag 700. What is added stands at 38.
+  Bytes ValuePage(uint16_t type, uint32_t count, uint32_t place) const {
+    return NewBytes().Header(8).U16(2).Entry(256, 4, 1, 7).Entry(700, type, count, place).U32(0);
+  }
+  // The value is a text of ten bytes. The file ends at 48.
+  FileBytes TextPage() const { return ValuePage(2, 10, 38).Raw(OldText()).bytes; }
+  static FileBytes OldText() { return {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0}; }
+
+  // The file behind an edit that succeeds.
+  static FileBytes Edited(const FileBytes& before, TagItems& items) {
+    const TempFile file(before);
+    EXPECT_EQ(SetTags(file, items), kResultOk);
+    return file.Read();
   }
 };
 
@@ -29,179 +34,68 @@ INSTANTIATE_TEST_SUITE_P(Orders, SetTag, testing::Values(FileOrder::kLittle, Fil
                          [](const auto& order) { return order.param == FileOrder::kLittle ? "Little" : "Big"; });
 
 TEST_P(SetTag, ExistingTagChangesInPlace) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Add(256, 4, 1, {0x0D, 0x0C, 0x0B, 0x0A});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(2)
-                             .Entry(256, 4, 1, 0x0A0B0C0D)
-                             .Entry(700, 2, 10, 38)
-                             .U32(0)
-                             .Text("123456789")
-                             .Raw({0})
-                             .bytes);
+  Bytes expected = NewBytes().Header(8).U16(2).Entry(256, 4, 1, 0x0A0B0C0D).Entry(700, 2, 10, 38).U32(0);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(256, 4, 1, {0x0D, 0x0C, 0x0B, 0x0A})), expected.Raw(OldText()).bytes);
 }
 
 TEST_P(SetTag, NewTagMovesTheDirectoryToTheEndAndRewritesItsLink) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Add(300, 4, 1, {1, 0, 0, 0});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(48)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(700, 2, 10, 38)
-                             .U32(0)
-                             .Text("123456789")
-                             .Raw({0})
-                             .U16(3)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(300, 4, 1, 1)
-                             .Entry(700, 2, 10, 38)
-                             .U32(0)
-                             .bytes);
+  Bytes expected = NewBytes().Header(48).U16(2).Entry(256, 4, 1, 7).Entry(700, 2, 10, 38).U32(0).Raw(OldText());
+  expected.U16(3).Entry(256, 4, 1, 7).Entry(300, 4, 1, 1).Entry(700, 2, 10, 38).U32(0);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(300, 4, 1, {1, 0, 0, 0})), expected.bytes);
 }
 
 TEST_P(SetTag, OddEndIsPaddedWithTheLowByteOfTheNewSize) {
-  FileBytes odd = PageWithText();
-  odd.push_back(0x77); // 49 bytes
-  const TempFile file(odd);
-  TagItems items;
-  items.Text(700, "0123456789A"); // 12 with its NUL
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(700, 2, 12, 50)
-                             .U32(0)
-                             .Text("123456789")
-                             .Raw({0, 0x77, 50})
-                             .Text("0123456789A")
-                             .Raw({0})
-                             .bytes);
+  FileBytes odd = TextPage();
+  odd.push_back(0x77);                                        // 49 bytes
+  EXPECT_EQ(Edited(odd, TagItems().Text(700, "0123456789A")), // 12 with its NUL
+            ValuePage(2, 12, 50).Raw(OldText()).Raw({0x77, 50}).Text("0123456789A").Raw({0}).bytes);
 }
 
 TEST_P(SetTag, SmallerValueGoesOverTheOldOneAndItsTailStays) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Text(700, std::string_view("abcdefg\0", 8));
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(700, 2, 8, 38)
-                             .U32(0)
-                             .Text(std::string_view("abcdefg\0", 8))
-                             .Text("9")
-                             .Raw({0})
-                             .bytes);
+  const std::string_view eight("abcdefg\0", 8);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Text(700, eight)), ValuePage(2, 8, 38).Text(eight).Raw({'9', 0}).bytes);
 }
 
 TEST_P(SetTag, LargerValueGoesToTheEndAndTheOldBytesStay) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Add(700, 1, 12, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(700, 1, 12, 48)
-                             .U32(0)
-                             .Text("123456789")
-                             .Raw({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12})
-                             .bytes);
+  const FileBytes twelve = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(700, 1, 12, twelve)),
+            ValuePage(1, 12, 48).Raw(OldText()).Raw(twelve).bytes);
 }
 
 TEST_P(SetTag, TextThatFitsOnlyWithoutItsNulGoesToTheEnd) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Text(700, "abcdefghij"); // 10 bytes, 11 with the NUL, 12 on disk
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(700, 2, 11, 48)
-                             .U32(0)
-                             .Text("123456789")
-                             .Raw({0})
-                             .Text("abcdefghij")
-                             .Raw({0, 0})
-                             .bytes);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Text(700, "abcdefghij")), // 10 bytes, 11 with the NUL, 12 on disk
+            ValuePage(2, 11, 48).Raw(OldText()).Text("abcdefghij").Raw({0, 0}).bytes);
 }
 
 TEST_P(SetTag, OddSizeNeverFitsOverTheSameOddSize) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(700, 1, 7, 26).U32(0).Raw({1, 2, 3, 4, 5, 6, 7}).bytes);
-  TagItems items;
-  items.Add(700, 1, 7, {11, 12, 13, 14, 15, 16, 17});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(1)
-                             .Entry(700, 1, 7, 34)
-                             .U32(0)
-                             .Raw({1, 2, 3, 4, 5, 6, 7, 34})
-                             .Raw({11, 12, 13, 14, 15, 16, 17, 0})
-                             .bytes);
+  const FileBytes old = {1, 2, 3, 4, 5, 6, 7};
+  const FileBytes seven = {11, 12, 13, 14, 15, 16, 17};
+  EXPECT_EQ(Edited(ValuePage(1, 7, 38).Raw(old).bytes, TagItems().Add(700, 1, 7, seven)),
+            ValuePage(1, 7, 46).Raw(old).Raw({46}).Raw(seven).Raw({0}).bytes);
 }
 
 TEST_P(SetTag, FourTextBytesWithoutNulStandOutOfLineWithCountFive) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
-  TagItems items;
-  items.Text(270, "abcd");
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(32)
-                             .U16(1)
-                             .Entry(256, 4, 1, 7)
-                             .U32(0)
-                             .Text("abcd")
-                             .Raw({0, 0})
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(270, 2, 5, 26)
-                             .U32(0)
-                             .bytes);
+  Bytes expected = WidthPage(32).Text("abcd").Raw({0, 0});
+  expected.U16(2).Entry(256, 4, 1, 7).Entry(270, 2, 5, 26).U32(0);
+  EXPECT_EQ(Edited(WidthPage().bytes, TagItems().Text(270, "abcd")), expected.bytes);
 }
 
 TEST_P(SetTag, FourTextBytesOverAnInlineWordLeaveIt) {
   // Read with the old four bytes as room, they would be stored where the old word points.
-  const TempFile file(NewBytes().Header(8).U16(1).EntryRaw(270, 2, 4, {'x', 'y', 'z', 0}).U32(0).bytes);
-  TagItems items;
-  items.Text(270, "abcd");
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes().Header(8).U16(1).Entry(270, 2, 5, 26).U32(0).Text("abcd").Raw({0, 0}).bytes);
+  EXPECT_EQ(Edited(NewBytes().Header(8).U16(1).EntryRaw(270, 2, 4, {'x', 'y', 'z', 0}).U32(0).bytes,
+                   TagItems().Text(270, "abcd")),
+            NewBytes().Header(8).U16(1).Entry(270, 2, 5, 26).U32(0).Text("abcd").Raw({0, 0}).bytes);
 }
 
 TEST_P(SetTag, ThreeTextBytesWithoutNulStandInlineWithCountFour) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
-  TagItems items;
-  items.Text(270, "abc");
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(26)
-                             .U16(1)
-                             .Entry(256, 4, 1, 7)
-                             .U32(0)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .EntryRaw(270, 2, 4, {'a', 'b', 'c', 0})
-                             .U32(0)
-                             .bytes);
+  Bytes expected = WidthPage(26).U16(2).Entry(256, 4, 1, 7).EntryRaw(270, 2, 4, {'a', 'b', 'c', 0}).U32(0);
+  EXPECT_EQ(Edited(WidthPage().bytes, TagItems().Text(270, "abc")), expected.bytes);
 }
 
 TEST_P(SetTag, UpperBytesOfANewShortValueStayOnes) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
   TagItems items;
   items.Add(300, 3, 1, {0x34, 0x12}).Add(301, 1, 1, {5}).Add(302, 8, 1, {0xFE, 0xFF}).Add(303, 3, 2, {1, 0, 2, 0});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  Bytes expected = NewBytes().Header(26).U16(1).Entry(256, 4, 1, 7).U32(0).U16(5).Entry(256, 4, 1, 7);
+  Bytes expected = WidthPage(26).U16(5).Entry(256, 4, 1, 7);
   if (IsLittle()) {
     expected.EntryRaw(300, 3, 1, {0x34, 0x12, 0xFF, 0xFF});
   } else {
@@ -210,68 +104,41 @@ TEST_P(SetTag, UpperBytesOfANewShortValueStayOnes) {
   expected.EntryRaw(301, 1, 1, {5, 0xFF, 0xFF, 0xFF});
   expected.EntryRaw(302, 8, 1, IsLittle() ? FileBytes{0xFE, 0xFF, 0xFF, 0xFF} : FileBytes{0xFF, 0xFE, 0xFF, 0xFF});
   expected.EntryRaw(303, 3, 2, IsLittle() ? FileBytes{1, 0, 2, 0} : FileBytes{0, 1, 0, 2});
-  EXPECT_EQ(file.Read(), expected.U32(0).bytes);
+  EXPECT_EQ(Edited(WidthPage().bytes, items), expected.U32(0).bytes);
 }
 
 TEST_P(SetTag, ValuesComeInHostOrderAndGoBackToTheCallerUnchanged) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
   TagItems items;
   const FileBytes shorts = {1, 2, 3, 4, 5, 6};
   const FileBytes number = {1, 2, 3, 4, 5, 6, 7, 8};
   items.Add(300, 3, 3, shorts).Add(301, 12, 1, number).Add(302, 5, 1, number);
-  EXPECT_EQ(SetTags(file, items), kResultOk);
+  Bytes expected = WidthPage(48).U16(0x0201).U16(0x0403).U16(0x0605);
+  expected.Raw(IsLittle() ? number : FileBytes{8, 7, 6, 5, 4, 3, 2, 1}).U32(0x04030201).U32(0x08070605);
+  expected.U16(4).Entry(256, 4, 1, 7).Entry(300, 3, 3, 26).Entry(301, 12, 1, 32).Entry(302, 5, 1, 40).U32(0);
+  EXPECT_EQ(Edited(WidthPage().bytes, items), expected.bytes);
   EXPECT_EQ(items.Value(0), shorts);
   EXPECT_EQ(items.Value(1), number);
   EXPECT_EQ(items.Value(2), number);
-  Bytes expected = NewBytes().Header(48).U16(1).Entry(256, 4, 1, 7).U32(0);
-  expected.U16(0x0201).U16(0x0403).U16(0x0605);
-  expected.Raw(IsLittle() ? number : FileBytes{8, 7, 6, 5, 4, 3, 2, 1}).U32(0x04030201).U32(0x08070605);
-  expected.U16(4).Entry(256, 4, 1, 7).Entry(300, 3, 3, 26).Entry(301, 12, 1, 32).Entry(302, 5, 1, 40).U32(0);
-  EXPECT_EQ(file.Read(), expected.bytes);
 }
 
 TEST_P(SetTag, OutOfLineValueThatBecomesSmallMovesIntoTheWord) {
-  const TempFile file(PageWithText());
-  TagItems items;
-  items.Add(700, 1, 4, {1, 2, 3, 4});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  const FileBytes bytes = file.Read();
-  EXPECT_EQ(bytes.size(), 48u);
-  EXPECT_EQ(FileBytes(bytes.begin() + 22, bytes.begin() + 34), NewBytes().EntryRaw(700, 1, 4, {1, 2, 3, 4}).bytes);
+  Bytes expected = NewBytes().Header(8).U16(2).Entry(256, 4, 1, 7).EntryRaw(700, 1, 4, {1, 2, 3, 4}).U32(0);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(700, 1, 4, {1, 2, 3, 4})), expected.Raw(OldText()).bytes);
 }
 
 TEST_P(SetTag, UnsortedDirectoryComesOutSortedAndEqualTagsKeepTheirOrder) {
-  const TempFile file(NewBytes()
-                          .Header(8)
-                          .U16(5)
-                          .Entry(700, 4, 1, 1)
-                          .Entry(300, 4, 1, 2)
-                          .Entry(700, 4, 1, 3)
-                          .Entry(256, 4, 1, 4)
-                          .Entry(40000, 4, 1, 5)
-                          .U32(0)
-                          .bytes);
-  TagItems items;
-  items.Add(300, 4, 1, {9, 0, 0, 0});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(5)
-                             .Entry(256, 4, 1, 4)
-                             .Entry(300, 4, 1, 9)
-                             .Entry(700, 4, 1, 1)
-                             .Entry(700, 4, 1, 3)
-                             .Entry(40000, 4, 1, 5)
-                             .U32(0)
-                             .bytes);
+  Bytes unsorted = NewBytes().Header(8).U16(5).Entry(700, 4, 1, 1).Entry(300, 4, 1, 2).Entry(700, 4, 1, 3);
+  unsorted.Entry(256, 4, 1, 4).Entry(40000, 4, 1, 5).U32(0);
+  Bytes sorted = NewBytes().Header(8).U16(5).Entry(256, 4, 1, 4).Entry(300, 4, 1, 9).Entry(700, 4, 1, 1);
+  sorted.Entry(700, 4, 1, 3).Entry(40000, 4, 1, 5).U32(0);
+  EXPECT_EQ(Edited(unsorted.bytes, TagItems().Add(300, 4, 1, {9, 0, 0, 0})), sorted.bytes);
 }
 
 TEST_P(SetTag, EmptyListLeavesTheFileUntouched) {
   const FileBytes before = NewBytes().Header(8).U16(2).Entry(700, 4, 1, 1).Entry(256, 4, 1, 4).U32(0).Raw({1}).bytes;
-  const TempFile file(before);
   TagItems none;
-  EXPECT_EQ(SetTags(file, none), kResultOk);
-  EXPECT_EQ(file.Read(), before);
+  EXPECT_EQ(Edited(before, none), before);
+  const TempFile file(before);
   TifMarkerBlock markers = {0, 0};
   FilterSetTagRequest request = {file.Name(), nullptr, &markers, nullptr};
   EXPECT_EQ(fltSetTag(&request), kResultOk);
@@ -301,65 +168,41 @@ TEST_P(SetTag, SecondPageIsReachedByNumberAndItsLinkIsTheWordBefore) {
 }
 
 TEST_P(SetTag, LaterItemOfTheSameTagWins) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
-  TagItems items;
-  items.Add(300, 4, 1, {1, 0, 0, 0}).Add(300, 4, 1, {2, 0, 0, 0});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(26)
-                             .U16(1)
-                             .Entry(256, 4, 1, 7)
-                             .U32(0)
-                             .U16(2)
-                             .Entry(256, 4, 1, 7)
-                             .Entry(300, 4, 1, 2)
-                             .U32(0)
-                             .bytes);
+  Bytes expected = WidthPage(26).U16(2).Entry(256, 4, 1, 7).Entry(300, 4, 1, 2).U32(0);
+  EXPECT_EQ(Edited(WidthPage().bytes, TagItems().Add(300, 4, 1, {1, 0, 0, 0}).Add(300, 4, 1, {2, 0, 0, 0})),
+            expected.bytes);
 }
 
 TEST_P(SetTag, NoTagIsRefused) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
   TagItems items;
   items.Add(273, 4, 1, {8, 0, 0, 0}).Add(254, 4, 1, {1, 0, 0, 0}).Add(34665, 4, 1, {0, 0, 0, 0}).Add(9, 99, 4, {0});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(GetU16(file.Read(), 26, GetParam()), 5u);
+  EXPECT_EQ(GetU16(Edited(WidthPage().bytes, items), 26, GetParam()), 5u);
 }
 
 TEST_P(SetTag, ItemWithoutDataIsPassedOver) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
+  const TempFile file(WidthPage().bytes);
   TifTagItem item = {300, 4, 5, nullptr, nullptr};
   FilterSetTagRequest request = {file.Name(), &item, nullptr, nullptr};
   EXPECT_EQ(fltSetTag(&request), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
+  EXPECT_EQ(file.Read(), WidthPage().bytes);
 }
 
 TEST_P(SetTag, ItemOfNoValuesSetsTypeAndCountAlone) {
-  const TempFile file(NewBytes().Header(8).U16(1).Entry(256, 4, 1, 7).U32(0).bytes);
-  TagItems items;
-  items.Add(256, 2, 0, {});
-  EXPECT_EQ(SetTags(file, items), kResultOk);
-  EXPECT_EQ(file.Read(), NewBytes()
-                             .Header(8)
-                             .U16(1)
-                             .EntryRaw(256, 2, 0, IsLittle() ? FileBytes{7, 0, 0, 0} : FileBytes{7, 0, 0, 0})
-                             .U32(0)
-                             .bytes);
+  // The word keeps what stood there: the number 7 as bytes in little-endian order.
+  EXPECT_EQ(Edited(WidthPage().bytes, TagItems().Add(256, 2, 0, {})),
+            NewBytes().Header(8).U16(1).EntryRaw(256, 2, 0, {7, 0, 0, 0}).U32(0).bytes);
 }
 
 TEST_P(SetTag, OldPlaceOutsideTheFileIsNotWrittenTo) {
-  for (uint32_t place : {0xFFFFFF00u, 30u, 0u, 4u}) {
-    const FileBytes before = NewBytes().Header(8).U16(1).Entry(700, 1, 20, place).U32(0).bytes;
-    const TempFile file(before);
-    TagItems items;
-    items.Add(700, 1, 6, {1, 2, 3, 4, 5, 6});
-    EXPECT_EQ(SetTags(file, items), kResultOk);
-    EXPECT_EQ(file.Read(), NewBytes().Header(8).U16(1).Entry(700, 1, 6, 26).U32(0).Raw({1, 2, 3, 4, 5, 6}).bytes)
+  for (uint32_t place : {0xFFFFFF00u, 42u, 0u, 4u}) {
+    EXPECT_EQ(Edited(ValuePage(1, 20, place).bytes, TagItems().Add(700, 1, 6, {1, 2, 3, 4, 5, 6})),
+              ValuePage(1, 6, 38).Raw({1, 2, 3, 4, 5, 6}).bytes)
         << place;
   }
 }
 
 TEST_P(SetTag, ExplicitDirectoryCannotGrowButCanBeReplaced) {
-  const FileBytes before = PageWithText();
+  const FileBytes before = TextPage();
   const TempFile file(before);
   SaveOptions options = {};
   options.flags = kSaveUseDirectoryOffset;
@@ -398,7 +241,7 @@ TEST_P(SetTag, FailuresHaveTheirCodes) {
   FilterSetTagRequest unnamed = {nullptr, items.Head(), nullptr, nullptr};
   EXPECT_EQ(fltSetTag(&unnamed), kResultOpenFailed);
   EXPECT_EQ(fltSetTag(nullptr), kResultInvalidParameter);
-  const TempFile file(PageWithText());
+  const TempFile file(TextPage());
   SaveOptions options = {};
   options.pageNumber = 2;
   EXPECT_EQ(SetTags(file, items, &options), kResultNoSuchPage);
@@ -426,7 +269,7 @@ void ExpectWholePage(const FileBytes& bytes, const FileBytes& before, FileOrder 
 }
 
 TEST_P(SetTag, FailuresAtAnyStepLeaveTheChainWhole) {
-  const FileBytes before = PageWithText();
+  const FileBytes before = TextPage();
   for (IoCall call : {IoCall::kRead, IoCall::kSeek, IoCall::kWrite}) {
     for (FaultSpan span : {FaultSpan::kOnce, FaultSpan::kFromThenOn}) {
       bool finished = false;
@@ -478,7 +321,7 @@ TEST_P(SetTag, ChangedBytesEndWithoutDamage) {
 }
 
 TEST_P(SetTag, FailingAllocationsAreMinusOneAndLeaveTheFileAlone) {
-  const FileBytes before = PageWithText();
+  const FileBytes before = TextPage();
   bool finished = false;
   for (uint64_t nth = 1; !finished; ++nth) {
     ASSERT_LT(nth, 50u);

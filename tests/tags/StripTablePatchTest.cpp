@@ -146,6 +146,23 @@ TEST_P(StripTablePatch, WithoutAFlagNothingIsWritten) {
             file);
 }
 
+TEST_P(StripTablePatch, CodesWhoseEndOfFileOrDirectoryIsNotReachedAreASeekFailure) {
+  const FileBytes file = NewBytes().Header(8).U16(2).Entry(256, 4, 1, 1).EntryShort(33466, 4).U32(0).bytes;
+  const uint8_t flags[] = {0, 1, 0};
+  for (uint64_t nth = 1; nth <= 3; ++nth) { // the end; the entries; over the first one
+    const FileBytes after = After(
+        file,
+        [&](TifFile* f) {
+          IoFaults faults;
+          faults.Fail(IoCall::kSeek, nth);
+          return TIFPatchStripCompressions(f, flags, 3);
+        },
+        kResultSeekFailed);
+    EXPECT_EQ(FileBytes(after.begin(), after.begin() + 38), file) << "the entry keeps its count and word";
+    EXPECT_EQ(after.size(), nth == 1 ? 38u : 44u) << "codes stand at the end already";
+  }
+}
+
 TEST_P(StripTablePatch, DirectoryWithoutTheTagIsASeekFailure) {
   const uint8_t flags[] = {1, 0};
   const FileBytes file = NewBytes().Header(8).U16(1).Entry(256, 4, 1, 1).U32(0).bytes;

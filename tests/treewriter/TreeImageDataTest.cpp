@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <vxtif/results.h>
 
+#include "tif_com/TreeWriterParts.h"
 #include "treewriter/TreeTarget.h"
 
 namespace {
@@ -318,6 +319,16 @@ TEST_P(TreeImageData, JpegTableOverItsLimitStopsAfterItsCounts) {
   FileBytes full = HuffmanTable({200, 56}, 0);
   full.resize(272, 1);
   EXPECT_EQ(Written(TiffDirectory().Pointer(521, 4, 1, full)).size(), 8u + 18 + 272);
+}
+
+TEST_P(TreeImageData, TableOfATagThatIsNoneIsRefused) {
+  TreeInput input(Source(TiffDirectory().Pointer(519, 4, 1, Counting(64))));
+  TreeTarget target(GetParam().target, {});
+  TifTagRecord record = {522, 4, 1, 8, nullptr, 0};
+  uint32_t position = 0;
+  EXPECT_EQ(TIFWriteJpegTables({&target.file, &input.File(), false}, &record, &position), kResultJpegTableTag);
+  EXPECT_EQ(TIFWriteJpegTables({&target.file, &input.File(), false}, &record, nullptr), kResultInvalidParameter);
+  EXPECT_TRUE(target.Read().empty());
 }
 
 TEST_P(TreeImageData, ShortJpegTableIsAReadFailure) {

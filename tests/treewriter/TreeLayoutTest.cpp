@@ -207,6 +207,19 @@ TEST_P(TreeLayout, EmptyDirectoryIsACountAndANextWord) {
   EXPECT_EQ(target.Read(), FileBytes(6));
 }
 
+TEST_P(TreeLayout, AsManyEntriesAsTheCountWordHoldsAreReadAndWritten) {
+  Bytes full = NewBytes().Header(8).U16(65535);
+  for (uint32_t i = 0; i < 65535; ++i) {
+    full.Entry(static_cast<uint16_t>(51000 + i / 8), 4, 1, i); // tags without a meaning of their own
+  }
+  full.U32(0);
+  TreeInput input(full.bytes);
+  ASSERT_NE(input.Tree(), nullptr);
+  EXPECT_EQ(+input.Tree()->entryCount, 65535u);
+  EXPECT_EQ(+input.Tree()->records[65534].value, 65534u);
+  EXPECT_TRUE(Rewritten(full.bytes, GetParam()) == full.bytes);
+}
+
 TEST_P(TreeLayout, SubDirectoryArrayThatCannotFitIsRefused) {
   TreeTarget target(GetParam(), {});
   TifTagRecord record = {
