@@ -136,13 +136,19 @@ void AddEntry(LzwDecoder* decoder, uint32_t stringStart) {
   Widen(decoder);
 }
 
+// A short string's block may reach behind the string into its target, which is why it is read as a whole first.
+inline void CopyBlock(uint8_t* target, const uint8_t* source) {
+  uint64_t words[2];
+  static_assert(sizeof words == kCopyBytes);
+  std::memcpy(words, source, kCopyBytes);
+  std::memcpy(target, words, kCopyBytes);
+}
+
 // Copies a string within the history, or to it: `length` bytes and up to fifteen more.
 inline void CopyString(uint8_t* target, const uint8_t* source, uint32_t length) {
-  uint64_t words[2];
   uint32_t at = 0;
   do {
-    std::memcpy(words, source + at, kCopyBytes);
-    std::memcpy(target + at, words, kCopyBytes);
+    CopyBlock(target + at, source + at);
     at += kCopyBytes;
   } while (at < length);
 }
@@ -355,7 +361,7 @@ template <TableGrowth growth>
     if (length == 0) [[unlikely]] {
       return StepResult::kNeedsCare;
     }
-    std::memcpy(history + target, history + StartOf(place), kCopyBytes);
+    CopyBlock(history + target, history + StartOf(place));
     if (length > kCopyBytes) [[unlikely]] {
       if (length >= kLongestString) {
         return StepResult::kNeedsCare;

@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include <gtest/gtest.h>
-
 namespace {
 
 uint8_t ReverseByte(uint8_t byte) {
