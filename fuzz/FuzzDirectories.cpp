@@ -29,7 +29,8 @@ void AddBytes(const void* data, size_t count) {
 
 void WalkDirectory(const TifDirectory* directory, TifDirKind kind, uint32_t depth);
 
-// Whoever holds a tree reads a block of count x size bytes, and `count` pointers of an array.
+// Whoever holds a tree reads count x size bytes of a value, and `count` pointers of an array. How long the blocks of
+// image data are stands elsewhere.
 void WalkRecord(const TifTagRecord& record, TifDirKind kind, uint32_t depth) {
   TifDirKind child = kDirMain;
   uint32_t size = 0;
@@ -39,15 +40,10 @@ void WalkRecord(const TifTagRecord& record, TifDirKind kind, uint32_t depth) {
   const uint32_t count = record.count;
   switch (storage) {
   case kStorageBlock:
-    AddBytes(data, tagClass == kTagClassBlock ? size : 1);
+    AddBytes(data, tagClass == kTagClassBlock ? size : 0);
     break;
   case kStorageBlockArray:
-    for (uint32_t i = 0; i < count; ++i) {
-      void* block = static_cast<void**>(data)[i];
-      if (block != nullptr) {
-        AddBytes(block, 1);
-      }
-    }
+    AddBytes(data, count * sizeof(void*));
     break;
   case kStorageDirectory:
     WalkDirectory(static_cast<const TifDirectory*>(data), child, depth + 1);

@@ -46,9 +46,9 @@ toolkit::LoadOptions OptionsFrom(InputChoices& choices) {
 }
 
 void LoadRegion(toolkit::LoadOptions& options, InputChoices& choices) {
-  options.region = toolkit::Region{static_cast<int32_t>(choices.Below(24)), static_cast<int32_t>(choices.Below(24)),
-                                   static_cast<int32_t>(1 + choices.Below(24)),
-                                   static_cast<int32_t>(1 + choices.Below(24))};
+  options.region =
+      toolkit::Region{static_cast<int32_t>(choices.Below(24)), static_cast<int32_t>(choices.Below(24)),
+                      static_cast<int32_t>(1 + choices.Below(24)), static_cast<int32_t>(1 + choices.Below(24))};
   if (choices.Below(2) == 0) {
     options.rows = AddRow;
     toolkit::LoadPage(kSeedFile, options);

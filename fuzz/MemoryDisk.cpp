@@ -24,7 +24,8 @@ void MemoryDisk::Exchange() {
 }
 
 MemoryDisk::DiskFile* MemoryDisk::Find(std::u16string_view name) {
-  const auto found = std::find_if(files_.begin(), files_.end(), [&](const DiskFile& file) { return file.name == name; });
+  const auto found =
+      std::find_if(files_.begin(), files_.end(), [&](const DiskFile& file) { return file.name == name; });
   return found == files_.end() ? nullptr : &*found;
 }
 

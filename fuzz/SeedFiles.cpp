@@ -218,7 +218,8 @@ TiffDirectory MetadataPage() {
   page.Short(kTagPageNumber, {0, 0}).Long(kTagNewSubfileType, {0});
   page.Child(kTagExifIfd, ExifDirectory()).Child(kTagGpsIfd, GpsDirectory());
   page.Undefined(kTagIptc, IptcBlock());
-  page.Short(kTagGeoKeyDirectory, {1, 1, 0, 3, 1024, 0, 1, 2, 2057, kTagGeoDoubleParams, 1, 0, 1026, kTagGeoAsciiParams, 5, 0});
+  page.Short(kTagGeoKeyDirectory,
+             {1, 1, 0, 3, 1024, 0, 1, 2, 2057, kTagGeoDoubleParams, 1, 0, 1026, kTagGeoAsciiParams, 5, 0});
   page.Double(kTagGeoDoubleParams, {6378137.0}).Ascii(kTagGeoAsciiParams, "WGS8|");
   return page.Sort();
 }
@@ -226,7 +227,8 @@ TiffDirectory MetadataPage() {
 TiffDirectory JpegPage() {
   TiffDirectory page = GrayPage(8, 8);
   page.Remove(kTagCompression).Short(kTagCompression, {kCompressionOldJpeg});
-  page.Pointer(kTagJpegInterchangeFormat, kTypeLong, 1, FileBytes(30, 0xD8)).Long(kTagJpegInterchangeFormatLength, {30});
+  page.Pointer(kTagJpegInterchangeFormat, kTypeLong, 1, FileBytes(30, 0xD8))
+      .Long(kTagJpegInterchangeFormatLength, {30});
   FileBytes table(33, 1);
   page.Pointer(kTagJpegDcTables, kTypeLong, 1, table).Pointer(kTagJpegAcTables, kTypeLong, 1, table);
   page.Pointer(kTagJpegQTables, kTypeLong, 1, FileBytes(64, 9));
@@ -275,7 +277,9 @@ void AddSiblingPages(std::vector<FileBytes>& files) {
   for (uint32_t compression : {kCompressionJbig, kCompressionJpeg2000, kCompressionVector, kCompressionStoredSize,
                                kCompressionSegment, kCompressionDeflate, kCompressionCustom}) {
     TiffDirectory page = GrayPage(8, 8);
-    page.Remove(kTagCompression).Short(kTagCompression, {static_cast<uint16_t>(compression)}).Long(kTagPrivateSizePair, {4, 4});
+    page.Remove(kTagCompression)
+        .Short(kTagCompression, {static_cast<uint16_t>(compression)})
+        .Long(kTagPrivateSizePair, {4, 4});
     files.push_back(OnePage(FileOrder::kBig, page));
   }
 }
@@ -284,7 +288,9 @@ TiffDirectory TreePage() {
   TiffDirectory inner = GrayPage(2, 2);
   inner.Child(kTagSubIfds, GrayPage(1, 1));
   TiffDirectory page = GrayPage(3, 3);
-  page.Children(kTagSubIfds, {inner.Sort(), GrayPage(1, 2)}).Double(40000, {1.5, 2.5}).Value(40001, 13, 2, FileBytes(8));
+  page.Children(kTagSubIfds, {inner.Sort(), GrayPage(1, 2)})
+      .Double(40000, {1.5, 2.5})
+      .Value(40001, 13, 2, FileBytes(8));
   return page.Sort();
 }
 
