@@ -25,12 +25,16 @@ struct FuzzTarget {
 extern const FuzzTarget kFuzzInfo;
 extern const FuzzTarget kFuzzLoad;
 extern const FuzzTarget kFuzzDirectories;
+extern const FuzzTarget kFuzzEdits;
+extern const FuzzTarget kFuzzSequences;
+extern const FuzzTarget kFuzzCompaction;
 extern const FuzzTarget kFuzzLzw;
 extern const FuzzTarget kFuzzPackBits;
 extern const FuzzTarget kFuzzFax;
 
-inline constexpr const FuzzTarget* kFuzzTargets[] = {&kFuzzInfo, &kFuzzLoad,     &kFuzzDirectories,
-                                                     &kFuzzLzw,  &kFuzzPackBits, &kFuzzFax};
+inline constexpr const FuzzTarget* kFuzzTargets[] = {&kFuzzInfo,  &kFuzzLoad,      &kFuzzDirectories,
+                                                     &kFuzzEdits, &kFuzzSequences, &kFuzzCompaction,
+                                                     &kFuzzLzw,   &kFuzzPackBits,  &kFuzzFax};
 
 // One input through a target, under the limits of a careful host. Ends the process with a line that says why when the
 // target leaves a block allocated or a handle open, or takes longer than its input may.

@@ -7,6 +7,9 @@
 
 inline constexpr size_t kChoiceBytes = 8;
 
+// Where the end of a file tells whole edits, it is that long.
+inline constexpr size_t kScriptBytes = 48;
+
 class InputChoices {
 public:
   explicit InputChoices(std::span<const uint8_t> input) : input_(input) {}

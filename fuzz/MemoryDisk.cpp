@@ -5,12 +5,6 @@
 #include <algorithm>
 #include <string_view>
 
-namespace {
-
-constexpr uint32_t kRoomToGrow = 1u << 20; // of a file that is open for writing: behind it the disk is full
-
-} // namespace
-
 MemoryDisk::MemoryDisk() {
   Exchange();
 }
@@ -63,8 +57,8 @@ VxFileHandle MemoryDisk::OpenToWrite(DiskFile* file) {
   const auto size = static_cast<uint32_t>(file->bytes.size());
   OpenFile open;
   open.file = file;
-  open.block.reset(new uint8_t[size + kRoomToGrow]); // the kernel shows nothing of it that was not written
-  if (krnMemFileOpen(&open.memory, &open.handle, kKrnMemFileWrite, open.block.get(), size + kRoomToGrow) != 1) {
+  open.block.reset(new uint8_t[size + room_]); // the kernel shows nothing of it that was not written
+  if (krnMemFileOpen(&open.memory, &open.handle, kKrnMemFileWrite, open.block.get(), size + room_) != 1) {
     return kKrnNoHandle;
   }
   krnFileWrite(open.handle, file->bytes.data(), size);

@@ -23,6 +23,9 @@ public:
   MemoryDisk(const MemoryDisk&) = delete;
   MemoryDisk& operator=(const MemoryDisk&) = delete;
 
+  // Bytes by which files may grow from one opening to the next; behind them the disk is full.
+  void SetRoom(uint32_t bytes) { room_ = bytes; }
+
   void Put(std::u16string_view name, std::span<const uint8_t> bytes);
   const std::vector<uint8_t>* Get(std::u16string_view name) const; // null for a file that is not there
   void Remove(std::u16string_view name);
@@ -50,6 +53,7 @@ private:
   static VxFileHandle Open(const char16_t* name, uint32_t flags, uint32_t shareMode, void* self);
   static int32_t Close(VxFileHandle handle, void* self);
 
+  uint32_t room_ = 1u << 20;
   std::list<DiskFile> files_;
   std::list<OpenFile> open_;
   // While the disk stands these slots hold the callbacks that were there before.

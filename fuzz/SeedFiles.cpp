@@ -332,3 +332,7 @@ std::vector<FileBytes> SeedFilesToEdit() {
   }
   return files;
 }
+
+FileBytes GrayFile() {
+  return OnePage(FileOrder::kLittle, GrayPage(4, 4));
+}

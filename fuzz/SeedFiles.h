@@ -14,3 +14,6 @@ std::vector<FileBytes> SeedFiles();
 
 // A few of several pages and with metadata, for the targets that edit.
 std::vector<FileBytes> SeedFilesToEdit();
+
+// A plain page.
+FileBytes GrayFile();

@@ -275,19 +275,19 @@ private:
     const Directory directory = AnyDirectory();
     const size_t start = (size_ + 1) & ~size_t{1};
     const size_t bytes = 2 + kEntryBytes * (directory.count + 1) + 4;
-    if (start + bytes + kChoiceBytes > room_) {
+    if (size_ < kScriptBytes || start + bytes + kScriptBytes > room_) {
       return;
     }
-    uint8_t choices[kChoiceBytes];
-    std::memcpy(choices, data_ + size_ - kChoiceBytes, kChoiceBytes);
-    std::memset(data_ + size_, 0, start + bytes + kChoiceBytes - size_);
+    uint8_t choices[kScriptBytes];
+    std::memcpy(choices, data_ + size_ - kScriptBytes, kScriptBytes);
+    std::memset(data_ + size_, 0, start + bytes + kScriptBytes - size_);
     const uint32_t place = random_.Below(directory.count + 1);
     Store16(start, directory.count + 1);
     std::memcpy(data_ + start + 2, data_ + directory.offset + 2, kEntryBytes * place);
     std::memcpy(data_ + start + 2 + kEntryBytes * (place + 1), data_ + EntryAt(directory, place),
                 std::min(size_, NextWordAt(directory) + 4) - EntryAt(directory, place));
-    size_ = start + bytes + kChoiceBytes;
-    std::memcpy(data_ + size_ - kChoiceBytes, choices, kChoiceBytes);
+    size_ = start + bytes + kScriptBytes;
+    std::memcpy(data_ + size_ - kScriptBytes, choices, kScriptBytes);
     FillEntry(start + 2 + kEntryBytes * place);
     Relink(directory.offset, static_cast<uint32_t>(start));
   }
@@ -377,8 +377,8 @@ private:
   }
 
   void ChangeChoices() {
-    const size_t at =
-        size_ - 1 - random_.Below(static_cast<uint32_t>(std::min(size_ - kHeaderBytes + 1, kChoiceBytes)));
+    const size_t reach = random_.Chance(50) ? kChoiceBytes : kScriptBytes;
+    const size_t at = size_ - 1 - random_.Below(static_cast<uint32_t>(std::min(size_ - kHeaderBytes + 1, reach)));
     data_[at] = static_cast<uint8_t>(random_.Chance(50) ? random_.Below(8) : random_.Next());
   }
 
