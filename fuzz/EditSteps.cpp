@@ -6,12 +6,11 @@
 #include <deque>
 #include <functional>
 
+#include "RowFeed.h"
 #include "properties/Seed.h"
 #include "tif_com/Tags.h"
-#include "toolkit/Bitmap.h"
 #include "toolkit/Failure.h"
 #include "toolkit/PageMetadata.h"
-#include "toolkit/RowService.h"
 
 #include <vxtif/vxtif.h>
 
@@ -61,17 +60,11 @@ FileBytes Filling(InputReader& script, size_t bytes) {
   return filling;
 }
 
-toolkit::Bitmap MakeBitmap(InputReader& script, int32_t width, int32_t height, int32_t bits, uint32_t order) {
-  toolkit::Bitmap bitmap;
-  if (bitmap.Create(width, height, bits, order) != kResultOk) {
-    return bitmap;
-  }
-  const auto rowBytes = static_cast<size_t>(bitmap->bytesPerLine);
-  for (int32_t y = 0; y < height; ++y) {
-    const FileBytes row = Filling(script, rowBytes);
-    std::copy(row.begin(), row.end(), bitmap.Row(y));
-  }
-  bitmap->xResolution = bitmap->yResolution = 72;
+BitmapHandle MakeBitmap(int32_t width, int32_t height, int32_t bits, uint32_t order) {
+  BitmapHandle bitmap = {};
+  krnBitmapInit(&bitmap, kBitmapHandleSize, width, height, bits);
+  bitmap.order = order;
+  bitmap.xResolution = bitmap.yResolution = 72;
   return bitmap;
 }
 
@@ -129,9 +122,9 @@ struct Values {
     }
   }
 
-  void AddComment(InputReader& script) {
+  void AddComment(InputReader& script, const EditLimits& limits) {
     const uint32_t number = script.Byte();
-    const uint32_t size = script.Below(48);
+    const uint32_t size = script.Below(48) + (limits.anything ? 0 : 1);
     bytes.push_back(Filling(script, size + 2)); // with the room that a comment must have
     if (number < kCommentCount) {
       comments.slots[number] = {bytes.back().data(), size};
@@ -153,28 +146,19 @@ FileBytes MarkerBlock(std::span<const uint8_t> tiff) {
 
 // --- saves ---
 
-// What the row service of the running save does.
-int32_t rowsUntilRefusal = -1; // -1: none is refused
-
-int32_t GetRow(BitmapHandle* bitmap, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t one,
-               uint32_t flags, intptr_t extra1, intptr_t extra2, void* context) {
-  if (rowsUntilRefusal == 0) {
-    return kResultReadFailed;
-  }
-  rowsUntilRefusal -= rowsUntilRefusal > 0 ? 1 : 0;
-  return toolkit::saveGetRow(bitmap, descriptor, rowBuffer, rowIndex, one, flags, extra1, extra2, context);
-}
-
-bool ReadRefusal(InputReader& script) {
+// Rows of flat runs or of noise; a row may be refused.
+RowFeed MakeRows(InputReader& script) {
+  RowFeed rows;
   const uint8_t refusal = script.Byte();
-  rowsUntilRefusal = refusal >= 0xE0 ? refusal - 0xE0 : -1;
-  return rowsUntilRefusal >= 0;
-}
-
-template <class Request> void PutRowService(Request& request) {
-  request.saveStart = toolkit::saveStart;
-  request.saveEnd = toolkit::saveEnd;
-  request.saveGetRow = GetRow;
+  rows.rowsUntilRefusal = refusal >= 0xE0 ? refusal - 0xE0 : -1;
+  const uint8_t seed = script.Byte();
+  rows.fill = [seed](int32_t row, uint8_t* out, size_t bytes) {
+    Random random(seed + static_cast<uint32_t>(row) / 3);
+    for (size_t i = 0; i < bytes; ++i) {
+      out[i] = static_cast<uint8_t>(seed % 2 == 0 ? random.Next() : i / 5 * seed);
+    }
+  };
+  return rows;
 }
 
 EditStep SavePage(InputReader& script, const EditLimits& limits, const char16_t* fileName) {
@@ -188,25 +172,26 @@ EditStep SavePage(InputReader& script, const EditLimits& limits, const char16_t*
   const auto height = static_cast<int32_t>(1 + script.Below(40));
   SaveOptions options = ReadOptions(script);
   const uint8_t flags = script.Byte();
-  const bool refuses = ReadRefusal(script);
+  RowFeed rows = MakeRows(script);
+  const bool refuses = rows.rowsUntilRefusal >= 0;
   Values values;
   for (uint32_t i = 0; i < (flags >> 2 & 3); ++i) {
     values.AddTag(script, limits);
-    values.AddComment(script);
+    values.AddComment(script, limits);
     values.AddKey(script);
   }
   const bool gray = (flags & 16) != 0;
-  toolkit::Bitmap bitmap = MakeBitmap(script, width, height, bits, gray ? kOrderGray : kOrderRedFirst);
-  toolkit::Bitmap stamp = MakeBitmap(script, 3, 2, 24, kOrderRedFirst);
+  BitmapHandle bitmap = MakeBitmap(width, height, bits, gray ? kOrderGray : kOrderRedFirst);
+  BitmapHandle stamp = MakeBitmap(3, 2, 24, kOrderRedFirst);
   const FileBytes markers = MarkerBlock(limits.markerTiff);
   const TifSizePair pair = {sizeof pair, static_cast<uint32_t>(width) / 2 + 1, 5};
   FilterSaveRequest request = {};
   request.fileName = fileName;
-  request.bitmap = bitmap.Handle();
+  request.bitmap = &bitmap;
   request.bitsPerPixel = bits;
   request.fileFormat = format;
   request.flags = ((flags & 1) != 0 ? uint32_t{kSaveRequestAppend} : 0u) | (gray ? uint32_t{kSaveRequestGray} : 0u);
-  request.stampBitmap = (flags & 2) != 0 ? stamp.Handle() : nullptr;
+  request.stampBitmap = (flags & 2) != 0 ? &stamp : nullptr;
   request.tagList = values.tags.empty() ? nullptr : &values.tags.front();
   request.comments = (flags & 32) != 0 ? &values.comments : nullptr;
   request.markers = (flags & 64) != 0 && !limits.markerTiff.empty()
@@ -215,7 +200,8 @@ EditStep SavePage(InputReader& script, const EditLimits& limits, const char16_t*
   request.fileOptions = &options;
   request.private50235 = &pair;
   request.geoKeys = values.keys.empty() ? nullptr : &values.keys.front();
-  PutRowService(request);
+  request.extra1 = rows.Extra();
+  rows.Serve(request);
   return {EditKind::kSavePage, fltSave(&request), refuses, other};
 }
 
@@ -224,25 +210,21 @@ EditStep SavePlanes(InputReader& script, const char16_t* fileName) {
   const int32_t bits = script.Below(2) == 0 ? 8 : 16;
   const auto width = static_cast<int32_t>(1 + script.Below(40));
   const auto height = static_cast<int32_t>(1 + script.Below(30));
-  std::vector<toolkit::Bitmap> planes;
-  std::vector<BitmapHandle*> handles;
-  for (int i = 0; i < 4; ++i) {
-    planes.push_back(MakeBitmap(script, width, height, bits, kOrderGray));
-  }
-  for (toolkit::Bitmap& plane : planes) {
-    handles.push_back(plane.Handle());
-  }
+  std::vector<BitmapHandle> planes(4, MakeBitmap(width, height, bits, kOrderGray));
+  BitmapHandle* handles[] = {&planes[0], &planes[1], &planes[2], &planes[3]};
   SaveOptions options = ReadOptions(script);
-  const bool refuses = ReadRefusal(script);
+  RowFeed rows = MakeRows(script);
+  const bool refuses = rows.rowsUntilRefusal >= 0;
   FilterSaveCMYKRequest request = {};
   request.fileName = fileName;
-  request.bitmaps = handles.data();
+  request.bitmaps = handles;
   request.planeCount = 3 + script.Below(2);
   request.bitsPerPlane = bits;
   request.format = kFormats[script.Below(3)];
   request.flags = script.Below(2) == 0 ? uint32_t{kSaveRequestAppend} : 0u;
   request.options = &options;
-  PutRowService(request);
+  request.extra1 = rows.Extra();
+  rows.Serve(request);
   return {EditKind::kSavePlanes, fltSaveCMYKArray(&request), refuses, false};
 }
 
@@ -299,11 +281,11 @@ EditStep SetTags(InputReader& script, const EditLimits& limits, const char16_t* 
   return {withMarkers ? EditKind::kSetMarkers : EditKind::kSetTags, fltSetTag(&request), false, false};
 }
 
-EditStep SetComments(InputReader& script, const char16_t* fileName) {
+EditStep SetComments(InputReader& script, const EditLimits& limits, const char16_t* fileName) {
   SaveOptions options = ReadOptions(script);
   Values values;
   for (uint32_t count = 1 + script.Below(kMostItems); count != 0; --count) {
-    values.AddComment(script);
+    values.AddComment(script, limits);
   }
   FilterSetCommentRequest request = {fileName, 0, &options, &values.comments, nullptr};
   return {EditKind::kSetComments, fltSetComment(&request), false, false};
@@ -348,7 +330,7 @@ EditStep RunEditStep(InputReader& script, const EditLimits& limits, const char16
   case EditKind::kSetTags:
     return SetTags(script, limits, fileName, false);
   case EditKind::kSetComments:
-    return SetComments(script, fileName);
+    return SetComments(script, limits, fileName);
   case EditKind::kSetGeoKeys:
     return SetGeoKeys(script, fileName);
   case EditKind::kSetMarkers:

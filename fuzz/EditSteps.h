@@ -32,7 +32,7 @@ struct EditStep {
 
 // What the steps may ask for.
 struct EditLimits {
-  bool anything; // variant files, stored sizes, Exif pages with their stamp; tags that the library writes itself
+  bool anything; // variant files, stored sizes, Exif pages with their stamp; tags of its own, empty values
   std::span<const uint8_t> markerTiff; // the TIFF of Exif markers; empty: none are brought
 };
 

@@ -3,13 +3,13 @@
 // that must come back through encoder and decoder.
 
 #include <algorithm>
-#include <cstring>
 
 #include <vxfax/vxfax.h>
 
 #include "FaxRowDecoder.h"
 #include "FuzzTarget.h"
 #include "InputReader.h"
+#include "RowFeed.h"
 #include "fax/FaxTestPages.h"
 #include "fax/PlainFaxRows.h"
 
@@ -171,36 +171,6 @@ void DecodeDamaged(InputReader& input) {
 
 // --- round trip ---
 
-struct RowFeed {
-  const TestPage* page;
-  BitmapHandle descriptor;
-  struct {
-    uint8_t front[8];
-    VxColor palette[kPaletteEntries];
-  } context;
-};
-
-int32_t StartRows(BitmapHandle* bitmap, BitmapHandle** descriptor, int32_t, uint32_t*, void**, int32_t, intptr_t extra1,
-                  intptr_t, void** context) {
-  auto* feed = reinterpret_cast<RowFeed*>(extra1);
-  krnBitmapInit(&feed->descriptor, kBitmapHandleSize, bitmap->width, bitmap->height, 1);
-  *descriptor = &feed->descriptor;
-  *context = &feed->context;
-  return 1;
-}
-
-int32_t FeedRow(BitmapHandle*, BitmapHandle* descriptor, void* rowBuffer, int32_t rowIndex, int32_t, uint32_t,
-                intptr_t extra1, intptr_t, void*) {
-  const TestPage& page = *reinterpret_cast<RowFeed*>(extra1)->page;
-  std::memset(rowBuffer, 0xFF, static_cast<size_t>(descriptor->bytesPerLine));
-  std::memcpy(rowBuffer, page.rows.data() + static_cast<size_t>(rowIndex) * page.RowBytes(), page.RowBytes());
-  return 1;
-}
-
-int32_t EndRows(BitmapHandle*, BitmapHandle**, uint32_t*, int32_t, void**) {
-  return 1;
-}
-
 struct EncodeSettings {
   uint32_t t4Options = 0;
   bool marks = false;
@@ -208,12 +178,16 @@ struct EncodeSettings {
 };
 
 Pieces EncodePage(const TestPage& page, const PieceSettings& settings, const EncodeSettings& encode) {
-  RowFeed feed = {&page, {}, {}};
-  std::memset(&feed.context.palette[0], 0xFF, 3); // white first
+  RowFeed feed;
+  feed.fill = [&page](int32_t row, uint8_t* out, size_t bytes) {
+    std::copy_n(page.rows.data() + static_cast<size_t>(row) * page.RowBytes(), bytes, out);
+  };
   BitmapHandle bitmap = {};
   krnBitmapInit(&bitmap, kBitmapHandleSize, page.width, page.height, 1);
   bitmap.yResolution = (encode.t4Options & 4) != 0 ? 100 : 200;
-  const FaxRowSource source = {StartRows, EndRows, FeedRow, 0, encode.t4Options};
+  FaxRowSource source = {};
+  source.t4Options = encode.t4Options;
+  feed.Serve(source);
   const auto across = (static_cast<uint32_t>(page.width) - 1) / settings.pieceWidth + 1;
   const auto count = across * ((static_cast<uint32_t>(page.height) - 1) / settings.rowsPerPiece + 1);
   Pieces pieces;
@@ -226,7 +200,7 @@ Pieces EncodePage(const TestPage& page, const PieceSettings& settings, const Enc
   krnMemFileOpen(&memory, &handle, kKrnMemFileWrite, pieces.file.data(), static_cast<uint32_t>(pieces.file.size()));
   const FaxTileRequest tiles = {settings.pieceWidth, settings.rowsPerPiece, scratch.data(), pieces.byteCounts.data(),
                                 count};
-  const auto extra = reinterpret_cast<intptr_t>(&feed);
+  const intptr_t extra = feed.Extra();
   const uint32_t fill = (settings.flags & kFaxFillOrder2) != 0 ? uint32_t{kFaxFillReverseBits} : 0u;
   const int32_t result = encode.whole ? faxEncodeStart(&source, handle, &bitmap, 1, settings.format, 0, extra, 0,
                                                        pieces.byteCounts.data(), fill, 0, 0)

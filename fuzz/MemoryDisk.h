@@ -53,7 +53,7 @@ private:
   static VxFileHandle Open(const char16_t* name, uint32_t flags, uint32_t shareMode, void* self);
   static int32_t Close(VxFileHandle handle, void* self);
 
-  uint32_t room_ = 1u << 20;
+  uint32_t room_ = 1u << 18;
   std::list<DiskFile> files_;
   std::list<OpenFile> open_;
   // While the disk stands these slots hold the callbacks that were there before.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libraries and the command-line tool; the tests too in the other presets than release.
 #
-#   scripts/build.sh [PRESET]      release (into build/, the default), sanitize, m32, bench (into build-PRESET/)
+#   scripts/build.sh [PRESET]      release (into build/, the default), sanitize, m32, bench, fuzz (into build-PRESET/)
 #
 # As root, missing Debian packages are installed first; otherwise the script says which they are.
 set -euo pipefail
@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 case "$preset" in
   release) folder=build; install_packages build ;;
-  bench) folder=build-bench; install_packages build bench ;;
+  bench | fuzz) folder=build-$preset; install_packages build "$preset" ;;
   *) folder=build-$preset; install_packages build test ;;
 esac
 

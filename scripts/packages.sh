@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Sourced by the scripts: which Debian packages each kind of work needs, and one function that installs what is missing.
 #
-#   install_packages GROUP...      groups: build, test, bench
+#   install_packages GROUP...      groups: build, test, bench, fuzz
 #
 # As root the missing packages are installed with apt-get; otherwise the function says which to install and fails.
 
@@ -11,6 +11,7 @@ packages_for() {
     test) echo g++-multilib clang-format python3-numpy python3-tifffile libtiff-tools \
       libimage-exiftool-perl gdal-bin geotiff-bin ;;
     bench) echo libbenchmark-dev libtiff-dev ;;
+    fuzz) echo clang libclang-rt-14-dev llvm ;;
     *) echo "packages.sh: no group '$1'" >&2; return 1 ;;
   esac
 }

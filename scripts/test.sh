@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
-# Builds and runs all tests: release, AddressSanitizer with UndefinedBehaviorSanitizer, and 32-bit x86.
+# Builds and runs all tests: release, AddressSanitizer with UndefinedBehaviorSanitizer, 32-bit x86, and each fuzz target
+# for 20 seconds.
 #
-#   scripts/test.sh [release|sanitize|m32]...     only the named builds; all three without arguments
+#   scripts/test.sh [release|sanitize|m32|fuzz]...     only the named builds; all without arguments
 #
 # Installs the Debian packages that are missing (as root) and leaves nothing else outside the tree. Tests that try real
 # files from elsewhere look for them in VXTIF_CORPUS, or in ../shared/corpus beside the tree, and say so when they skip.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
-install_packages build test
+install_packages build test fuzz
 
 if [ -z "${VXTIF_CORPUS:-}" ] && [ -d ../shared/corpus ]; then
   VXTIF_CORPUS=$(cd ../shared/corpus && pwd)
@@ -17,7 +18,7 @@ export VXTIF_CORPUS="${VXTIF_CORPUS:-}"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1}"
 
-[ $# -gt 0 ] || set -- release sanitize m32
+[ $# -gt 0 ] || set -- release sanitize m32 fuzz
 passed=0 failed=0
 for build in "$@"; do
   echo "== $build: building"
