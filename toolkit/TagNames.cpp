@@ -2,9 +2,12 @@
 
 #include "toolkit/TagNames.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <span>
+
+#include <vxtif/metadata.h>
 
 namespace toolkit {
 namespace {
@@ -330,6 +333,23 @@ std::string_view GeoKeyName(uint16_t key) {
 std::optional<uint16_t> ParseGeoKey(std::string_view text) {
   const std::optional<uint16_t> key = NumberIn(kGeoKeys, text);
   return key ? key : NumberIn(kGeoKeys, std::string(text) + "GeoKey");
+}
+
+std::optional<uint16_t> GeoKeyType(uint16_t key) {
+  const std::string_view name = GeoKeyName(key);
+  if (name.empty()) {
+    return std::nullopt;
+  }
+  if (name.ends_with("CitationGeoKey")) {
+    return kTypeAscii;
+  }
+  // Codes are named for what they choose; sizes, axes, angles and places are numbers of the model itself.
+  constexpr uint16_t kFirstProjectionNumber = 3077;
+  constexpr uint16_t kLastProjectionNumber = 3095;
+  constexpr uint16_t kGeographicNumbers[] = {2053, 2055, 2057, 2058, 2059, 2061};
+  const bool number = (key >= kFirstProjectionNumber && key <= kLastProjectionNumber) ||
+                      std::ranges::find(kGeographicNumbers, key) != std::end(kGeographicNumbers);
+  return number ? kTypeDouble : kTypeShort;
 }
 
 } // namespace toolkit

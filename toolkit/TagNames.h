@@ -21,4 +21,7 @@ std::optional<uint16_t> ParseType(std::string_view text); // a name whatever its
 std::string_view GeoKeyName(uint16_t key);                  // empty when it has none
 std::optional<uint16_t> ParseGeoKey(std::string_view text); // a number or a name
 
+// The type that the values of a named key have: SHORT, DOUBLE or ASCII; nothing for a key without a name.
+std::optional<uint16_t> GeoKeyType(uint16_t key);
+
 } // namespace toolkit

@@ -120,6 +120,17 @@ class GeoKeys(ToolTest):
             self.assertEqual(pages[0][34737], (ASCII, "a citation|"))
             self.assertIn("GTModelTypeGeoKey", self.ok("geo", "list", "a.tif"))
 
+    def test_named_keys_need_no_type(self):
+        put("a.tif", tiff([gray_page()]))
+        self.ok("geo", "set", "a.tif", "GTCitation=a: text", "ProjectedCSType=32633", "GeogInvFlattening=298.25",
+                "60000=DOUBLE:1,2", "ProjectionGeoKey=SHORT:16033")
+        keys = self.json("geo", "list", "a.tif", "--json")["geoKeys"]
+        self.assertEqual([(key["tag"], key["type"], key["value"]) for key in keys],
+                         [(1026, 2, "a: text"), (2059, 12, 298.25), (3072, 3, 32633), (3074, 3, 16033),
+                          (60000, 12, [1.0, 2.0])])
+        self.misused("geo", "set", "a.tif", "60000=1")
+        self.misused("geo", "set", "a.tif", "ProjectedCSType=70000")
+
     def test_refusals(self):
         put("a.tif", tiff([gray_page()]))
         self.refused(-310, "geo", "list", "a.tif", "--page", "2")

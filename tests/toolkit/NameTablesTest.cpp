@@ -1,5 +1,6 @@
 // The tables of names: results, formats, tags, comments, keys.
 
+#include <initializer_list>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -65,6 +66,21 @@ TEST(GeoKeys, AreFoundWithOrWithoutTheirEnding) {
   EXPECT_EQ(toolkit::ParseGeoKey("gtmodeltype"), 1024);
   EXPECT_EQ(toolkit::ParseGeoKey("3072"), 3072);
   EXPECT_EQ(toolkit::GeoKeyName(3072), "ProjectedCSTypeGeoKey");
+}
+
+TEST(GeoKeys, HaveTheTypesOfTheStandard) {
+  for (const auto key : std::initializer_list<uint16_t>{1024, 1025, 2048, 2050, 2051, 2052, 2054, 2056, 2060, 3072,
+                                                        3074, 3075, 3076, 4096, 4099}) {
+    EXPECT_EQ(toolkit::GeoKeyType(key), 3) << key;
+  }
+  for (const auto key : std::initializer_list<uint16_t>{1026, 2049, 3073, 4097}) {
+    EXPECT_EQ(toolkit::GeoKeyType(key), 2) << key;
+  }
+  for (const auto key :
+       std::initializer_list<uint16_t>{2053, 2055, 2057, 2058, 2059, 2061, 3077, 3078, 3080, 3086, 3092, 3095}) {
+    EXPECT_EQ(toolkit::GeoKeyType(key), 12) << key;
+  }
+  EXPECT_EQ(toolkit::GeoKeyType(60000), std::nullopt);
 }
 
 TEST(Comments, CoverTheNumbersInUse) {

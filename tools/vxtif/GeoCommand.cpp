@@ -57,9 +57,10 @@ void AddGeoCommand(CLI::App& app) {
 
   CLI::App* set = command->add_subcommand("set", "Set keys in place");
   AddPage(set, *arguments);
-  set->add_option("SETTINGS", arguments->settings, "as GTModelType=SHORT:2 or 2049=ASCII:text")
+  set->add_option("SETTINGS", arguments->settings,
+                  "as GTModelType=2 or 2049=ASCII:text; a key with a name needs no type")
       ->required()
-      ->type_name("K=TYPE:V");
+      ->type_name("K=[TYPE:]V");
   set->callback(
       [arguments] { toolkit::SetGeoKeys(arguments->file, arguments->page, ParseGeoSettings(arguments->settings)); });
 }

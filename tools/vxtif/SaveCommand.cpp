@@ -29,6 +29,7 @@ struct SaveArguments {
   int32_t resolution = 0;
   int32_t orientation = 0;
   std::string stamp;
+  bool stampYCbCr = false;
   std::string storedSize;
   std::vector<std::string> tags;
   std::vector<std::string> comments;
@@ -91,6 +92,7 @@ void Run(const SaveArguments& arguments) {
   PutStorage(arguments.storage, job.page);
   // A grey picture is stored without a colour map; other palettes are not touched by this.
   job.page.flags |= kSaveDropGrayPalette;
+  job.page.flags |= arguments.stampYCbCr ? uint32_t{kSaveStampYCbCr} : 0u;
   job.tags = ParseTagSettings(arguments.tags);
   job.comments = ParseCommentSettings(arguments.comments);
   job.geoKeys = ParseGeoSettings(arguments.geoKeys);
@@ -144,6 +146,7 @@ void AddSaveCommand(CLI::App& app) {
       ->check(CLI::Range(1, 8));
   command->add_option("--stamp", arguments->stamp, "second, small picture for the formats exif and exif-ycbcr")
       ->type_name("IN2");
+  command->add_flag("--stamp-ycbcr", arguments->stampYCbCr, "store the stamp as YCbCr");
   command->add_option("--stored-size", arguments->storedSize, "size in the file, for the format stored-size")
       ->check(CLI::Validator(
           [](std::string& text) {
@@ -164,7 +167,7 @@ void AddSaveCommand(CLI::App& app) {
   command->add_option("--exif", arguments->exif, "take over the Exif of a JPEG file (for the formats exif, exif-ycbcr)")
       ->type_name("FROM.jpg");
   command->add_option("--geo", arguments->geoKeys, "a GeoTIFF key for the format geotiff, by number or name")
-      ->type_name("K=TYPE:V")
+      ->type_name("K=[TYPE:]V")
       ->allow_extra_args(false);
   AddPlacementOptions(command, arguments->placement);
   command->callback([arguments] { Run(*arguments); });

@@ -124,8 +124,14 @@ std::vector<toolkit::NumberedValue> ParseGeoSettings(const std::vector<std::stri
     if (!key) {
       throw CLI::ValidationError("'" + name + "' is neither a GeoTIFF key's number nor its name");
     }
-    toolkit::NumberedValue value = {
-        *key, ParseOrComplain(setting, [&, &typed = text] { return toolkit::ParseTypedValue(typed); })};
+    // A value without a type, or a text with a colon in it, has the type of the key.
+    const size_t colon = text.find(':');
+    const bool typed = colon != std::string::npos && toolkit::ParseType(text.substr(0, colon)).has_value();
+    const std::optional<uint16_t> own = toolkit::GeoKeyType(*key);
+    toolkit::NumberedValue value = {*key, ParseOrComplain(setting, [&, &written = text] {
+                                      return typed || !own ? toolkit::ParseTypedValue(written)
+                                                           : toolkit::ParseValue(*own, written);
+                                    })};
     if (value.value.type == kTypeAscii) {
       // The byte behind the text is its NUL, which a key's count includes.
       ++value.value.count;
