@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Tif/FaxRows.h"
 #include "faxload/LoadHost.h"
 #include "faxsave/FaxPageSave.h"
 #include "support/KernelGuard.h"
@@ -281,6 +282,25 @@ TEST_P(FaxSave, TheReservedEncoderOptionHasNoEffect) {
   save.options.flags2 = kSaveFaxReserved;
   ASSERT_EQ(save.Save(), 1);
   EXPECT_EQ(file_.Read(), expected);
+}
+
+TEST(FaxFillOptions, AreOneForFillOrder2AndFourForTheReservedOptionOfAWholeRecord) {
+  const struct {
+    uint32_t size;
+    uint32_t flags;
+    uint32_t flags2;
+    uint32_t fill;
+  } cases[] = {{1603, 0, 0, 0},     {1603, 0x1, 0, 1},     {1603, 0, 0x800, 4},      {1603, 0x1, 0x800, 5},
+               {1602, 0, 0x800, 0}, {1602, 0x1, 0x800, 1}, {1603, ~0x1u, ~0x800u, 0}};
+  for (const auto& test : cases) {
+    SaveOptions options = {};
+    options.structSize = test.size;
+    options.flags = test.flags;
+    options.flags2 = test.flags2;
+    FilterSaveRequest request = {};
+    request.fileOptions = &options;
+    EXPECT_EQ(TIFFaxFillOptions(&request), test.fill) << test.size << ", " << test.flags << ", " << test.flags2;
+  }
 }
 
 TEST_P(FaxSave, ViewsAreTheOrientationButForTheOneFromTheBottom) {
