@@ -64,6 +64,8 @@ const LayoutCase kLayouts[] = {
      16000},
     {"narrow tile of height 8 has 16 rows", 3, 0, 300, 100, 8, 1, true, 64, 8, 64, 16, 5, 7, 64, 1024, 1024},
     {"tile width below 16 becomes 16", 3, 0, 300, 100, 8, 1, true, 5, 32, 16, 32, 19, 4, 16, 512, 512},
+    {"tile narrower than a page below 16 is wider than it", 3, 0, 12, 40, 8, 1, true, 10, 48, 16, 40, 1, 1, 16, 640,
+     640},
     {"YCbCr rows hold units of two pixels", 3, kStateYCbCr, 101, 4, 24, 1, false, 0, 0, 101, 4, 1, 1, 204, 816, 816},
     {"float rows hold four bytes a pixel", 3, kStateFloat, 100, 4, 16, 1, false, 0, 0, 100, 4, 1, 1, 400, 1600, 1600},
     {"CMYK adds a byte a pixel", 3, kStateCmyk, 100, 4, 24, 1, false, 0, 0, 100, 4, 1, 1, 400, 1600, 1600},
