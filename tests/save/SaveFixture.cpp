@@ -157,19 +157,23 @@ int32_t SaveJob::Run() {
 }
 
 WrittenTag Shorts(uint16_t tag, std::vector<uint32_t> values) {
-  return {tag, kTypeShort, std::move(values)};
+  return {tag, kTypeShort, std::move(values), {}};
 }
 
 WrittenTag Longs(uint16_t tag, std::vector<uint32_t> values) {
-  return {tag, kTypeLong, std::move(values)};
+  return {tag, kTypeLong, std::move(values), {}};
 }
 
 WrittenTag Rationals(uint16_t tag, std::vector<uint32_t> numeratorsAndDenominators) {
-  return {tag, kTypeRational, std::move(numeratorsAndDenominators)};
+  return {tag, kTypeRational, std::move(numeratorsAndDenominators), {}};
 }
 
 WrittenTag Ascii(uint16_t tag, const char* bytes, uint32_t count) {
-  return {tag, kTypeAscii, std::vector<uint32_t>(bytes, bytes + count)};
+  return {tag, kTypeAscii, std::vector<uint32_t>(bytes, bytes + count), {}};
+}
+
+WrittenTag Block(uint16_t tag, FileBytes block) {
+  return {tag, kTypeLong, {0}, std::move(block)};
 }
 
 WrittenPage Page(const PageForm& form, std::vector<FileBytes> strips) {
@@ -177,9 +181,13 @@ WrittenPage Page(const PageForm& form, std::vector<FileBytes> strips) {
   WrittenPage page;
   page.tiled = form.tileWidth != 0;
   page.strips = std::move(strips);
-  page.tags = {Longs(254, {form.subfileType}),  Longs(256, {form.width}),        Longs(257, {form.height}),
-               Shorts(258, form.bitsPerSample), Shorts(259, {form.compression}), Shorts(262, {form.photometric}),
-               Shorts(274, {form.orientation}), Shorts(277, {samples})};
+  page.tags = {Longs(256, {form.width}),        Longs(257, {form.height}),       Shorts(258, form.bitsPerSample),
+               Shorts(259, {form.compression}), Shorts(262, {form.photometric}), Shorts(274, {form.orientation}),
+               Shorts(277, {samples})};
+  if (form.numbered) {
+    page.tags.push_back(Longs(254, {form.subfileType}));
+    page.tags.push_back(Shorts(297, {form.pageIndex, 0}));
+  }
   if (page.tiled) {
     page.tags.push_back(Longs(322, {form.tileWidth}));
     page.tags.push_back(Longs(323, {form.rowsPerStrip}));
@@ -187,7 +195,7 @@ WrittenPage Page(const PageForm& form, std::vector<FileBytes> strips) {
     page.tags.push_back(Longs(278, {form.rowsPerStrip}));
   }
   page.tags.insert(page.tags.end(), {Rationals(282, {form.xResolution, 1}), Rationals(283, {form.yResolution, 1}),
-                                     Shorts(284, {1}), Shorts(296, {2}), Shorts(297, {form.pageIndex, 0})});
+                                     Shorts(284, {1}), Shorts(296, {2})});
   page.tags.insert(page.tags.end(), form.extra.begin(), form.extra.end());
   return page;
 }
@@ -212,10 +220,10 @@ void AppendPage(FileBytes& file, FileOrder order, const WrittenPage& page, size_
   FileBytes values;
   std::vector<PlacedTag> placed;
   for (const WrittenTag& tag : page.tags) {
-    const FileBytes bytes = ValueBytes(tag, order);
-    const auto count = static_cast<uint32_t>(bytes.size() / TypeBytes(tag.type));
+    const FileBytes bytes = tag.block.empty() ? ValueBytes(tag, order) : tag.block;
+    const auto count = tag.block.empty() ? static_cast<uint32_t>(bytes.size() / TypeBytes(tag.type)) : 1u;
     PlacedTag entry = {tag.tag, tag.type, count, bytes};
-    if (bytes.size() > 4) {
+    if (bytes.size() > 4 || !tag.block.empty()) {
       entry.word = WordBytes(order, static_cast<uint32_t>(valueOffset));
       values.insert(values.end(), bytes.begin(), bytes.end());
       if (values.size() % 2 != 0) {

@@ -60,16 +60,19 @@ public:
   SaveOptions options = {};
 };
 
-// An entry and its value, given as numbers. Values of up to four bytes stand in the entry.
+// An entry and its value, given as numbers. Values of up to four bytes stand in the entry. With a block the value is
+// the block's offset.
 struct WrittenTag {
   uint16_t tag;
   uint16_t type;
   std::vector<uint32_t> values;
+  FileBytes block = {};
 };
 WrittenTag Shorts(uint16_t tag, std::vector<uint32_t> values);
 WrittenTag Longs(uint16_t tag, std::vector<uint32_t> values);
 WrittenTag Rationals(uint16_t tag, std::vector<uint32_t> numeratorsAndDenominators);
 WrittenTag Ascii(uint16_t tag, const char* bytes, uint32_t count);
+WrittenTag Block(uint16_t tag, FileBytes block); // a LONG
 
 // A page as the writer leaves it. Tags are given in the order in which it writes their values; 273 and 279, or 324 and
 // 325, are added from the strips.
@@ -93,6 +96,7 @@ struct PageForm {
   uint32_t orientation = 1;
   uint32_t samples = 0;     // 0: as many as bitsPerSample has
   uint32_t subfileType = 0; // 0 or 2
+  bool numbered = true;     // with 254 and 297
   uint32_t pageIndex = 0;
   uint32_t xResolution = 72;
   uint32_t yResolution = 72;
