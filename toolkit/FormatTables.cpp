@@ -64,33 +64,33 @@ constexpr FormatRow kFormats[] = {
 };
 
 constexpr CompressionRow kCompressions[] = {
-    {1, "uncompressed", true, kNoRow},
-    {2, "CCITT run length", true, kNoRow},
-    {3, "CCITT group 3", true, kNoRow},
-    {4, "CCITT group 4", true, kNoRow},
-    {5, "LZW", true, kNoRow},
-    {6, "JPEG, old style", false, kNoRow},
-    {7, "JPEG", false, kNoRow},
-    {8, "Deflate", false, kNoRow},
-    {9, "JBIG of T.85", false, kNoRow},
-    {10, "JBIG of T.43", false, kNoRow},
-    {32010, "bilevel, second proprietary form", false, kRowBilevel2},
-    {32773, "PackBits", true, kNoRow},
-    {32946, "Deflate, old number", false, kNoRow},
-    {33001, "vector image", false, kRowVector},
-    {33003, "JPEG 2000", false, kRowJpeg2000},
-    {34661, "JBIG", false, kRowJbig},
-    {34662, "custom compression", false, kNoRow},
-    {34709, "of another filter", false, kNoRow},
-    {34710, "vector image", false, kRowVector},
-    {34711, "wavelet", false, kRowWavelet},
-    {34712, "JPEG 2000", false, kRowJpeg2000},
-    {34713, "bilevel page stored at another size", false, kRowJbig},
-    {34714, "vector page", false, kRowVector},
-    {34715, "segmented page", false, kRowSegment},
-    {34716, "bilevel, first proprietary form", false, kRowBilevel1},
-    {34717, "bilevel, second proprietary form", false, kRowBilevel2},
-    {34718, "JBIG2", false, kRowJbig2},
+    {1, "none", "uncompressed", true, kNoRow},
+    {2, "ccitt", "CCITT run length", true, kNoRow},
+    {3, "g3", "CCITT group 3", true, kNoRow},
+    {4, "g4", "CCITT group 4", true, kNoRow},
+    {5, "lzw", "LZW", true, kNoRow},
+    {6, "old-jpeg", "JPEG, old style", false, kNoRow},
+    {7, "jpeg", "JPEG", false, kNoRow},
+    {8, "deflate", "Deflate", false, kNoRow},
+    {9, "jbig-t85", "JBIG of T.85", false, kNoRow},
+    {10, "jbig-t43", "JBIG of T.43", false, kNoRow},
+    {32010, "", "bilevel, second proprietary form", false, kRowBilevel2},
+    {32773, "packbits", "PackBits", true, kNoRow},
+    {32946, "old-deflate", "Deflate, old number", false, kNoRow},
+    {33001, "", "vector image", false, kRowVector},
+    {33003, "", "JPEG 2000", false, kRowJpeg2000},
+    {34661, "jbig", "JBIG", false, kRowJbig},
+    {34662, "", "custom compression", false, kNoRow},
+    {34709, "", "of another filter", false, kNoRow},
+    {34710, "", "vector image", false, kRowVector},
+    {34711, "wavelet", "wavelet", false, kRowWavelet},
+    {34712, "jpeg2000", "JPEG 2000", false, kRowJpeg2000},
+    {34713, "", "bilevel page stored at another size", false, kRowJbig},
+    {34714, "", "vector page", false, kRowVector},
+    {34715, "", "segmented page", false, kRowSegment},
+    {34716, "bilevel1", "bilevel, first proprietary form", false, kRowBilevel1},
+    {34717, "bilevel2", "bilevel, second proprietary form", false, kRowBilevel2},
+    {34718, "jbig2", "JBIG2", false, kRowJbig2},
 };
 
 constexpr SiblingLibrary kSiblings[] = {
@@ -106,6 +106,13 @@ constexpr SiblingLibrary kSiblings[] = {
     {kRowBilevel1, "VXBILEVEL1", kResultSiblingBilevel1},
     {kRowBilevel2, "VXBILEVEL2", kResultSiblingBilevel2},
 };
+
+std::optional<int32_t> WholeNumber(std::string_view text) {
+  int32_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto parsed = std::from_chars(text.data(), end, number);
+  return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(number) : std::nullopt;
+}
 
 } // namespace
 
@@ -131,11 +138,8 @@ const FormatRow* FindFormat(int32_t number) {
 }
 
 const FormatRow* FindFormat(std::string_view nameOrNumber) {
-  int32_t number = 0;
-  const char* end = nameOrNumber.data() + nameOrNumber.size();
-  if (const auto parsed = std::from_chars(nameOrNumber.data(), end, number);
-      parsed.ec == std::errc() && parsed.ptr == end) {
-    return FindFormat(number);
+  if (const std::optional<int32_t> number = WholeNumber(nameOrNumber)) {
+    return FindFormat(*number);
   }
   for (const FormatRow& row : kFormats) {
     if (nameOrNumber == row.name) {
@@ -143,6 +147,21 @@ const FormatRow* FindFormat(std::string_view nameOrNumber) {
     }
   }
   return nullptr;
+}
+
+std::optional<int32_t> FindCompression(std::string_view nameOrNumber) {
+  if (const std::optional<int32_t> number = WholeNumber(nameOrNumber)) {
+    return number;
+  }
+  if (nameOrNumber == "g3-2d") {
+    return kCompressionGroup3TwoDimensional;
+  }
+  for (const CompressionRow& row : kCompressions) {
+    if (!nameOrNumber.empty() && nameOrNumber == row.name) {
+      return static_cast<int32_t>(row.value);
+    }
+  }
+  return std::nullopt;
 }
 
 const char* FormatDescription(int32_t number) {

@@ -19,7 +19,8 @@ struct FormatRow {
 };
 
 struct CompressionRow {
-  uint32_t value; // tag 259
+  uint32_t value;   // tag 259
+  const char* name; // as the --compression option takes it; empty where only the number will do
   const char* description;
   bool loaded;        // without a sibling library
   int32_t siblingRow; // -1 for none
@@ -38,6 +39,10 @@ std::span<const SiblingLibrary> AllSiblings();
 const FormatRow* FindFormat(int32_t number);                // null for a number that is not in the table
 const FormatRow* FindFormat(std::string_view nameOrNumber); // likewise
 const char* FormatDescription(int32_t number);              // "unknown" for a number that is not in the table
+
+// Tag 259 of a name in the table, or a number as it is: the library refuses what does not fit the tag. The name g3-2d
+// stands for kCompressionGroup3TwoDimensional. Nothing for another text.
+std::optional<int32_t> FindCompression(std::string_view nameOrNumber);
 
 // Whether the library stands where the filter looks for it, and can be loaded.
 bool IsSiblingPresent(const SiblingLibrary& sibling);

@@ -94,17 +94,6 @@ void CheckProportion(const std::string& file, const FileInfoRecord& report, cons
   }
 }
 
-// A user who raises the limit means it for the kernel too.
-void RaiseKernelLimit(uint64_t maxBytes) {
-  KrnLimits limits;
-  krnGetLimits(&limits);
-  if (limits.pixelBytes < 2 * maxBytes || limits.blockBytes < 2 * maxBytes) {
-    limits.pixelBytes = std::max(limits.pixelBytes, 2 * maxBytes);
-    limits.blockBytes = std::max(limits.blockBytes, 2 * maxBytes);
-    krnSetLimits(&limits);
-  }
-}
-
 // The library reads only the rows of a region. It is told the band in the file's rows, in the coordinates from which
 // the library computes that band for each orientation.
 void PutRegion(FilterLoadRequest& request, const SampleLayout& layout, int32_t firstRow, int32_t endRow) {
@@ -213,6 +202,16 @@ void PutRaw(FilterLoadRequest& request, const RawSource& raw, const std::string&
 }
 
 } // namespace
+
+void RaiseKernelLimit(uint64_t maxBytes) {
+  KrnLimits limits;
+  krnGetLimits(&limits);
+  if (limits.pixelBytes < 2 * maxBytes || limits.blockBytes < 2 * maxBytes) {
+    limits.pixelBytes = std::max(limits.pixelBytes, 2 * maxBytes);
+    limits.blockBytes = std::max(limits.blockBytes, 2 * maxBytes);
+    krnSetLimits(&limits);
+  }
+}
 
 LoadedPage LoadPage(const std::string& file, const LoadOptions& options) {
   FileOptions fileOptions = {};

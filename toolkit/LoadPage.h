@@ -61,6 +61,9 @@ struct LoadedPage {
   int32_t warning = 1; // truncationStatus: 1, or why rows were filled with zeros
 };
 
+// A user who raises the limit means it for the kernel too.
+void RaiseKernelLimit(uint64_t maxBytes);
+
 // Throws Failure.
 LoadedPage LoadPage(const std::string& file, const LoadOptions& options);
 

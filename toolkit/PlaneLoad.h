@@ -9,7 +9,7 @@
 
 namespace toolkit {
 
-// One grey bitmap for each sample of a CMYK page, 0 for no ink. Throws Failure.
+// One grey bitmap for each sample of a CMYK page, 0 for no ink; samples of 16 bits in the host's order. Throws Failure.
 std::vector<Bitmap> LoadPlanes(const std::string& file, const LoadOptions& options);
 
 // The grey values of a plane as they stand.

@@ -31,8 +31,14 @@ bool IsSupportedDepth(int32_t bits) {
   return (bits >= 1 && bits <= 8) || bits == 12 || bits == 16 || bits == 24 || bits == 32 || bits == 48 || bits == 64;
 }
 
+// Grey is an order of deep samples only. Rows of up to 8 bits are indices, whose palette may be a grey ramp: called
+// grey, five of them would make one 32-bit sample of a CMYK page.
 uint32_t OrderOf(const RowTarget& target) {
-  return target.gray ? kOrderGray : target.blueFirst ? kOrderBlueFirst : kOrderRedFirst;
+  constexpr uint32_t kDeepestIndex = 8;
+  if (target.gray && target.bits > kDeepestIndex) {
+    return kOrderGray;
+  }
+  return target.blueFirst ? kOrderBlueFirst : kOrderRedFirst;
 }
 
 // The description of the rows to come. A single row of pixels lets it keep the palette.

@@ -2,8 +2,6 @@
 
 #include "toolkit/SavePage.h"
 
-#include <functional>
-
 #include "toolkit/BitmapDepth.h"
 #include "toolkit/Failure.h"
 #include "toolkit/OutputFile.h"
@@ -13,18 +11,6 @@
 
 namespace toolkit {
 namespace {
-
-// Runs `write` on the file, or on a name beside it that becomes the file when the operation has succeeded.
-void WriteInPlaceOrNew(const std::string& file, const Placement& placement, const char* operation,
-                       const std::function<int32_t(const char16_t*)>& write) {
-  if (placement.kind != Placement::Kind::kNewFile) {
-    Check(write(ToUtf16(file).c_str()), file, operation);
-    return;
-  }
-  PendingFile pending(file);
-  Check(write(ToUtf16(pending.Path()).c_str()), file, operation);
-  pending.Commit();
-}
 
 // Request flags of all saves.
 uint32_t RequestFlags(const SaveJob& job) {
@@ -42,6 +28,17 @@ BitmapHandle* SourceOf(Bitmap& bitmap, const SaveJob& job, const std::string& fi
 }
 
 } // namespace
+
+void WriteInPlaceOrNew(const std::string& file, const Placement& placement, const char* operation,
+                       const std::function<int32_t(const char16_t*)>& write) {
+  if (placement.kind != Placement::Kind::kNewFile) {
+    Check(write(ToUtf16(file).c_str()), file, operation);
+    return;
+  }
+  PendingFile pending(file);
+  Check(write(ToUtf16(pending.Path()).c_str()), file, operation);
+  pending.Commit();
+}
 
 SaveOptions MakeSaveOptions(const PageOptions& options) {
   SaveOptions record = {};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,6 +49,11 @@ struct SaveJob {
 
 // The record for a placement and options.
 SaveOptions MakeSaveOptions(const PageOptions& options);
+
+// Runs `write` on the file, or for a new file on a name beside it that becomes the file when the operation has
+// succeeded. Throws Failure for a result other than 1.
+void WriteInPlaceOrNew(const std::string& file, const Placement& placement, const char* operation,
+                       const std::function<int32_t(const char16_t*)>& write);
 
 // The depth that a bitmap is saved with when none is asked for.
 int32_t NaturalDepth(const BitmapHandle& bitmap);

@@ -275,7 +275,10 @@ class PlanesSave(ToolTest):
         put("wide.pgm", pnm(7, 4, 1, bytes(28)))
         put("colours.ppm", pnm(1, 1, 3, bytes(3)))
         self.refused(-11, "planes", "save", "0.pgm", "1.pgm", "2.pgm", "wide.pgm", "--out", "a.tif")
-        self.refused(-12, "planes", "save", "colours.ppm", "--out", "a.tif")
+        self.refused(-12, "planes", "save", "0.pgm", "1.pgm", "2.pgm", "colours.ppm", "--out", "a.tif")
+        # A CMYK page has four inks, and one more at most.
+        for count in (1, 3, 6):
+            self.misused("planes", "save", *(["0.pgm"] * count), "--out", "a.tif")
         self.assertNotIn("a.tif", self.files())
 
 

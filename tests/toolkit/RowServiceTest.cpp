@@ -151,7 +151,15 @@ TEST_P(DeepGrays, AreConverted) {
   Conversion conversion(bitmap, test.bits);
   ASSERT_EQ(conversion.Result(), kResultOk);
   EXPECT_EQ(conversion.Get(0), test.expected);
-  EXPECT_EQ(conversion.Descriptor().order, uint32_t{kOrderGray});
+  EXPECT_EQ(conversion.Descriptor().order, test.bits > 8 ? uint32_t{kOrderGray} : uint32_t{kOrderRedFirst});
+}
+
+// Five grey planes of 8 bits make a pixel of 40, not one grey sample.
+TEST(RowService, IndicesHaveNoGreyOrder) {
+  toolkit::Bitmap bitmap = MakeBitmap(2, 8, kOrderGray, {{1, 2}});
+  Conversion conversion(bitmap, 8, kSaveRequestGray | kSaveRequestAlways);
+  EXPECT_EQ(conversion.Get(0), (Row{1, 2}));
+  EXPECT_EQ(conversion.Descriptor().order, uint32_t{kOrderRedFirst});
 }
 
 const GrayCase kGrayCases[] = {

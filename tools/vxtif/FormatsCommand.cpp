@@ -27,11 +27,11 @@ void PrintTables() {
     std::cout << std::setw(5) << row.number << "  " << std::left << std::setw(15) << row.name << std::setw(5)
               << (row.saved ? "yes" : "no") << std::right << row.description << by << "\n";
   }
-  std::cout << "\nCompressions (tag 259, loaded)\n";
+  std::cout << "\nCompressions (tag 259, name for --compression, loaded)\n";
   for (const toolkit::CompressionRow& row : toolkit::AllCompressions()) {
     const std::string loaded = row.loaded ? "yes" : row.siblingRow >= 0 ? "by " + SiblingName(row.siblingRow) : "no";
-    std::cout << std::setw(7) << row.value << "  " << std::left << std::setw(15) << loaded << std::right
-              << row.description << "\n";
+    std::cout << std::setw(7) << row.value << "  " << std::left << std::setw(13) << row.name << std::setw(15) << loaded
+              << std::right << row.description << "\n";
   }
   std::cout << "\nSibling libraries (row, result when missing)\n";
   for (const toolkit::SiblingLibrary& row : toolkit::AllSiblings()) {
@@ -52,6 +52,7 @@ void PrintTablesAsJson() {
   }
   for (const toolkit::CompressionRow& row : toolkit::AllCompressions()) {
     object["compressions"].push_back({{"compression", row.value},
+                                      {"name", row.name},
                                       {"description", row.description},
                                       {"loaded", row.loaded},
                                       {"siblingRow", row.siblingRow}});

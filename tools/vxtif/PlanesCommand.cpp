@@ -13,6 +13,7 @@
 #include "toolkit/ImageFiles.h"
 #include "toolkit/PlaneLoad.h"
 
+#include <vxtif/formats.h>
 #include <vxtif/results.h>
 
 namespace {
@@ -26,6 +27,7 @@ struct PlanesArguments {
   std::vector<std::string> inks;
   std::string format = "lzw-cmyk";
   bool planar = false;
+  int32_t resolution = 0;
   std::vector<std::string> tags;
   std::vector<std::string> comments;
   PlacementArguments placement;
@@ -72,6 +74,8 @@ toolkit::Bitmap ReadPlane(const std::string& file) {
   return toolkit::BitmapFromImage(image, file);
 }
 
+constexpr size_t kDeepestPredicted = 64; // bits of a pixel
+
 void Save(const PlanesArguments& arguments) {
   toolkit::SaveJob job;
   job.page = PageOptionsOf(arguments.placement);
@@ -83,6 +87,7 @@ void Save(const PlanesArguments& arguments) {
   std::vector<toolkit::Bitmap> planes;
   for (const std::string& ink : arguments.inks) {
     planes.push_back(ReadPlane(ink));
+    SetResolution(planes.back(), arguments.resolution);
     const toolkit::Bitmap& first = planes.front();
     const toolkit::Bitmap& plane = planes.back();
     if (plane->width != first->width || plane->height != first->height || plane->bitsPerPixel != first->bitsPerPixel) {
@@ -90,6 +95,12 @@ void Save(const PlanesArguments& arguments) {
     }
   }
   job.bitsPerPixel = planes.front()->bitsPerPixel;
+  const bool tooDeep = !arguments.planar && planes.size() * job.bitsPerPixel > kDeepestPredicted;
+  if (tooDeep && job.format == kFormatLzwCmyk && (job.page.flags & kSavePredictor) != 0) {
+    // The library would write the tag and leave the samples as they are.
+    ReportWarning(arguments.out + ": without the predictor, which cannot take five interleaved inks of 16 bits");
+    job.page.flags &= ~uint32_t{kSavePredictor};
+  }
   Progress progress(arguments.out);
   job.progress = [&](int32_t row, int32_t rows) {
     progress.Show(static_cast<uint64_t>(row), static_cast<uint64_t>(rows));
@@ -116,14 +127,16 @@ void AddPlanesCommand(CLI::App& app) {
   load->callback([arguments] { Load(*arguments); });
 
   CLI::App* save = command->add_subcommand("save", "Save grey files as the inks of one page");
-  save->add_option("INKS", arguments->inks, "grey PNG, PNM or PAM files: cyan, magenta, yellow, black, further ones")
+  save->add_option("INKS", arguments->inks, "grey PNG, PNM or PAM files: cyan, magenta, yellow, black, and one more")
       ->required()
-      ->expected(1, 16);
+      ->expected(4, 5);
   save->add_option("--out,-o", arguments->out, "TIFF file")->required();
   save->add_option("--format", arguments->format, "cmyk, lzw-cmyk or packbits-cmyk (lzw-cmyk)")
       ->check(CLI::IsMember({"cmyk", "lzw-cmyk", "packbits-cmyk", "85", "86", "88"}));
   save->add_flag("--planar", arguments->planar, "separate planes in the file");
   AddStorageOptions(save, arguments->storage);
+  save->add_option("--resolution", arguments->resolution, "dots per inch (the first file's own, or 96)")
+      ->check(CLI::PositiveNumber);
   save->add_option("--tag", arguments->tags, "a further tag")->type_name("T=TYPE:V")->allow_extra_args(false);
   save->add_option("--comment", arguments->comments, "a comment")->type_name("C=V")->allow_extra_args(false);
   AddPlacementOptions(save, arguments->placement);

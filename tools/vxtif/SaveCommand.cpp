@@ -1,4 +1,4 @@
-// vxtif save: a page from a PNG, PNM or PAM file.
+// vxtif save: a page from a PNG, PNM or PAM file, or from finished strip data.
 
 #include "Commands.h"
 
@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "Console.h"
+#include "DataInput.h"
 #include "WriteArguments.h"
 #include "toolkit/BitmapFromImage.h"
 #include "toolkit/CommentTable.h"
@@ -37,6 +38,7 @@ struct SaveArguments {
   std::string exif;
   PlacementArguments placement;
   StorageArguments storage;
+  DataArguments data;
 };
 
 std::string CheckFormat(std::string& text) {
@@ -47,15 +49,7 @@ std::string CheckFormat(std::string& text) {
 
 toolkit::Bitmap ReadBitmap(const std::string& file, const SaveArguments& arguments) {
   toolkit::Bitmap bitmap = toolkit::BitmapFromImage(toolkit::ReadImageFile(file), file);
-  if (arguments.resolution != 0) {
-    bitmap->xResolution = arguments.resolution;
-    bitmap->yResolution = arguments.resolution;
-  } else if (bitmap->xResolution == 0 || bitmap->yResolution == 0) {
-    // A page always carries a resolution; this is what screens are taken to have.
-    constexpr int32_t kDefaultResolution = 96;
-    bitmap->xResolution = kDefaultResolution;
-    bitmap->yResolution = kDefaultResolution;
-  }
+  SetResolution(bitmap, arguments.resolution);
   if (arguments.orientation != 0) {
     bitmap->viewPerspective = static_cast<uint32_t>(arguments.orientation);
   }
@@ -85,7 +79,21 @@ void WarnWithoutExifDirectory(const SaveArguments& arguments, const toolkit::Sav
   }
 }
 
+void RunData(const SaveArguments& arguments) {
+  toolkit::PageOptions page = PageOptionsOf(arguments.placement);
+  PutStorage(arguments.storage, page);
+  toolkit::DataJob job = DescribeData(arguments.data, arguments.bits, arguments.storage.photometric, page);
+  job.resolution = arguments.resolution != 0 ? arguments.resolution : kDefaultResolution;
+  job.tags = ParseTagSettings(arguments.tags);
+  job.comments = ParseCommentSettings(arguments.comments);
+  SaveDataFrom(arguments.in, arguments.out, job);
+}
+
 void Run(const SaveArguments& arguments) {
+  if (arguments.data.data) {
+    RunData(arguments);
+    return;
+  }
   const toolkit::FormatRow& format = *toolkit::FindFormat(arguments.format);
   toolkit::SaveJob job;
   job.page = PageOptionsOf(arguments.placement);
@@ -130,9 +138,10 @@ void Run(const SaveArguments& arguments) {
 } // namespace
 
 void AddSaveCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("save", "Save a PNG, PNM or PAM file as a page");
+  CLI::App* command =
+      app.add_subcommand("save", "Save a PNG, PNM or PAM file, or finished strip data (--data), as a page");
   const auto arguments = std::make_shared<SaveArguments>();
-  command->add_option("IN", arguments->in, "PNG, PNM or PAM file")->required();
+  command->add_option("IN", arguments->in, "PNG, PNM or PAM file; with --data the data, - for a pipe")->required();
   command->add_option("OUT", arguments->out, "TIFF file")->required();
   command->add_option("--format", arguments->format, "name or number, see vxtif formats (lzw)")
       ->check(CLI::Validator(CheckFormat, "NAME|N"));
@@ -170,5 +179,18 @@ void AddSaveCommand(CLI::App& app) {
       ->type_name("K=[TYPE:]V")
       ->allow_extra_args(false);
   AddPlacementOptions(command, arguments->placement);
+  CLI::Option* data = AddDataOptions(command, arguments->data);
+  for (const char* name : {"--format", "--gray", "--tiles", "--predictor", "--orientation", "--stamp", "--stored-size",
+                           "--geo", "--exif"}) {
+    command->get_option(name)->excludes(data);
+  }
+  command->footer(
+      "Examples:\n"
+      "  vxtif save page.png out.tif --format g4\n"
+      "  vxtif save strip.g4 out.tif --data --compression g4 --width 1728 --height 2200\n"
+      "  cat strip.jpg | vxtif save - out.tif --data --compression jpeg --width 640 --height 480 --bits 24 \\\n"
+      "      --photometric 6 --append\n"
+      "Data of 16-bit samples stand in the byte order of the file. Fax data whose bits are reversed are told\n"
+      "so by --fill-order-2, data that were made with a predictor by vxtif tag set OUT Predictor=SHORT:2.\n");
   command->callback([arguments] { Run(*arguments); });
 }

@@ -93,6 +93,16 @@ void PutStorage(const StorageArguments& arguments, toolkit::PageOptions& options
   }
 }
 
+void SetResolution(toolkit::Bitmap& bitmap, int32_t told) {
+  if (told != 0) {
+    bitmap->xResolution = told;
+    bitmap->yResolution = told;
+  } else if (bitmap->xResolution == 0 || bitmap->yResolution == 0) {
+    bitmap->xResolution = kDefaultResolution;
+    bitmap->yResolution = kDefaultResolution;
+  }
+}
+
 bool ParseSize(const std::string& text, uint32_t& width, uint32_t& height) {
   const char* end = text.data() + text.size();
   const auto first = std::from_chars(text.data(), end, width);

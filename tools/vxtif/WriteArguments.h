@@ -32,6 +32,11 @@ struct StorageArguments {
 void AddStorageOptions(CLI::App* command, StorageArguments& arguments);
 void PutStorage(const StorageArguments& arguments, toolkit::PageOptions& options);
 
+// What all pictures carry that are saved: dots per inch as told, else the picture's own, else what screens are taken to
+// have.
+constexpr int32_t kDefaultResolution = 96;
+void SetResolution(toolkit::Bitmap& bitmap, int32_t told); // 0: not told
+
 // "WxH" in pixels; false when it is none.
 bool ParseSize(const std::string& text, uint32_t& width, uint32_t& height);
 
