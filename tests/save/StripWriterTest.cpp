@@ -382,6 +382,15 @@ TEST(SavedTiles, TileWiderThanTheImageGivesStripsOfItsHeight) {
              64, 3);
 }
 
+TEST(SavedTiles, PageBelow16PixelsInNarrowerTilesHasStripsOfRowsOf16) {
+  RowService service = GrayRows(3, 2, 8, {{1, 2, 3}, {4, 5, 6}});
+  const FileBytes rows = Join({{1, 2, 3}, FileBytes(13, 0), {4, 5, 6}, FileBytes(13, 0)});
+  for (FileOrder order : kOrders) {
+    ExpectFile(3, 8, &service, order, NewFile(order, Page({3, 2, {8}, 1, 1, 2}, {rows})),
+               kSaveDropGrayPalette | kSaveTiles, 2, 2);
+  }
+}
+
 TEST(SavedTiles, RgbTilesTakeTheirColumnFromTheRow) {
   std::vector<FileBytes> rows(16, FileBytes(20 * 3));
   for (size_t y = 0; y < rows.size(); ++y) {
