@@ -251,8 +251,8 @@ def comment_lines(rows):
     return "".join(f"{NUMBERS[name]} {value.hex()}\n" for name, value, *_ in rows)
 
 
-def comments_of(path):
-    lines = run(TOOL, "get", path).splitlines()
+def comments_of(path, page=1):
+    lines = run(TOOL, "get", path, str(page)).splitlines()
     return {int(number): bytes.fromhex(value) for number, value in (line.split(" ", 1) for line in lines)}
 
 
@@ -349,6 +349,56 @@ class Saved(Case):
                 rows = [(name, text(value), key, value) for name, _, key, _ in MAIN if name != "DateTime"]
                 run(TOOL, "save", self.path, order, text=comment_lines(rows))
                 self.expect_in_exiftool(rows)
+
+
+    def test_pixels_stand_behind_all_of_it(self):
+        wanted = np.add.outer(16 * np.arange(4), np.arange(4))
+        for order in self.each_order():
+            for rows in ([], ALL):
+                run(TOOL, "save", self.path, order, text=comment_lines(rows))
+                self.assertTrue((tifffile.imread(self.path) == wanted).all())
+
+    def test_pages_of_other_formats_hold_all_but_exif_and_gps(self):
+        for order in self.each_order():
+            for number in ("3", "17", "87", "174"):
+                run(TOOL, "save", self.path, order, number, text=comment_lines(ALL))
+                self.expect_in_exiftool(MAIN + IPTC)
+                self.assertEqual({number for number in comments_of(self.path)} - {NUMBERS["RecordVersion"]},
+                                 {NUMBERS[row[0]] for row in MAIN + IPTC})
+                self.assertFalse([key for key in report(self.path) if key.startswith(("ExifIFD", "GPS"))])
+
+    def test_keys_beside_comments(self):
+        citation = b"somewhere in the north\0"
+        for order in self.each_order():
+            run(TOOL, "save", self.path, order, "174", text=comment_lines(ALL))
+            keys = dict(line.split(" ", 1) for line in run(TOOL, "keys", self.path).splitlines())
+            self.assertEqual(keys["1024"], "3 1 0100")
+            self.assertEqual(keys["3072"], "3 1 " + short(32633).hex())
+            self.assertEqual(keys["3092"], "12 1 " + struct.pack("<d", 0.9996).hex())
+            kind, count, value = keys["1026"].split()
+            self.assertEqual((kind, bytes.fromhex(value).rstrip(b"\0")), ("2", citation.rstrip(b"\0")))
+            self.assertEqual(int(count), len(value) // 2)
+            found = report(self.path)
+            for name, expected in (("GTModelType", 1), ("GTCitation", "somewhere in the north"),
+                                   ("ProjectedCSType", 32633), ("ProjScaleAtNatOrigin", 0.9996)):
+                self.assertTrue(same(found["GeoTiff:" + name], expected), f"{name}: {found['GeoTiff:' + name]}")
+            self.expect_in_comments(MAIN + IPTC)
+            self.expect_no_complaint()
+
+    def test_every_page_of_a_file_has_its_own(self):
+        for order in self.each_order():
+            pages = []
+            for number, (kind, rows) in enumerate((("96", ALL), ("3", MAIN[:4]), ("17", IPTC), ("174", MAIN[4:]))):
+                rows = [(name, value.replace(b"a", b"%c" % (ord("k") + number)), *rest) for name, value, *rest in rows]
+                run(TOOL, "save", self.path, order, kind, *(("append",) if number else ()), text=comment_lines(rows))
+                pages.append(rows)
+            for number, rows in enumerate(pages):
+                found = comments_of(self.path, number + 1)
+                found.pop(NUMBERS["RecordVersion"], None)
+                for name in ("ExifVersion", "FlashpixVersion") if number == 0 else ():
+                    found.pop(NUMBERS[name])
+                self.assertEqual(found, {NUMBERS[name]: value for name, value, *_ in rows}, f"page {number + 1}")
+            self.assertEqual(len(run(TOOL, "keys", self.path, "4").splitlines()), 4)
 
 
 class Edited(Case):
