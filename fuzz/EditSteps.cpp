@@ -41,7 +41,8 @@ constexpr int32_t kPlainFormats[] = {kFormatUncompressed,
                                      kFormatPackBitsYCbCr,
                                      kFormatGeoTiff};
 constexpr int32_t kOtherFormats[] = {kFormatVariant, kFormatStoredSize, kFormatExif,   kFormatExifYCbCr,
-                                     kFormatRawLzw,  kFormatJbig,       kFormatCustom, 999};
+                                     kFormatRawLzw,  kFormatJbig,       kFormatCustom, kFormatJpeg2000,
+                                     kFormatWavelet, kFormatBilevel1,   kFormatJbig2,  999};
 
 bool IsFax(int32_t format) {
   return format == kFormatGroup4 || format == kFormatCcitt || format == kFormatGroup3 ||

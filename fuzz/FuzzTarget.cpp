@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <memory>
 
 #include <vxkernel/limits.h>
+#include <vxkernel/loader.h>
 
 namespace {
 
@@ -33,6 +33,14 @@ void SetHostLimits() {
   krnSetLimits(&limits);
 }
 
+// Once: a sibling library stays loaded anyway.
+void AddSiblings() {
+  static const int32_t added = krnAddLibraryFolder(VX_FUZZ_SIBLINGS);
+  if (added != 1) {
+    FailFuzzInput("the folder of sibling libraries cannot be added");
+  }
+}
+
 int32_t PrintBlock(const void*, size_t bytes, int32_t line, const char* sourceModule, void*) {
   std::fprintf(stderr, "  %zu bytes from %s:%d\n", bytes, sourceModule, line);
   return 1;
@@ -52,6 +60,7 @@ void FailFuzzInput(const char* what) {
 
 void RunFuzzInput(const FuzzTarget& target, std::span<const uint8_t> input) {
   SetHostLimits();
+  AddSiblings();
   KrnStatistics before;
   krnGetStatistics(&before);
   const double start = Seconds();

@@ -47,9 +47,11 @@ const Form kForms[] = {
     {kPhotometricCmyk, {8, 8, 8, 8}},
     {kPhotometricCmyk, {16, 16, 16, 16}},
     {kPhotometricCmyk, {8, 8, 8, 8, 8}, 1},
+    {kPhotometricCmyk, {16, 16, 16, 16, 16}, 1},
     {kPhotometricYCbCr, {8, 8, 8}},
     {kPhotometricCieLab, {8, 8, 8}},
     {kPhotometricCieLab, {16, 16, 16}},
+    {kPhotometricCieLab, {8}},
 };
 
 FileBytes Pattern(size_t bytes) {
@@ -82,7 +84,7 @@ FileBytes Compress(uint32_t compression, const FileBytes& data, size_t rowBytes)
 }
 
 void AddColours(TiffDirectory& page, const Form& form) {
-  if (form.photometric == kPhotometricPalette) {
+  if (form.photometric == kPhotometricPalette || (form.photometric == kPhotometricCieLab && form.bits.size() == 1)) {
     std::vector<uint16_t> map(3u << form.bits[0]);
     for (size_t i = 0; i < map.size(); ++i) {
       map[i] = static_cast<uint16_t>(i * 771);
@@ -272,15 +274,17 @@ TiffDirectory VariantPage() {
   return page.Sort();
 }
 
-// Pages that other compressions hand to a sibling library, of which none is at hand.
+// Pages that other compressions hand to a sibling library.
 void AddSiblingPages(std::vector<FileBytes>& files) {
-  for (uint32_t compression : {kCompressionJbig, kCompressionJpeg2000, kCompressionVector, kCompressionStoredSize,
-                               kCompressionSegment, kCompressionDeflate, kCompressionCustom}) {
-    TiffDirectory page = GrayPage(8, 8);
-    page.Remove(kTagCompression)
-        .Short(kTagCompression, {static_cast<uint16_t>(compression)})
-        .Long(kTagPrivateSizePair, {4, 4});
-    files.push_back(OnePage(FileOrder::kBig, page));
+  for (uint32_t compression :
+       {kCompressionJbig, kCompressionJpeg2000, kCompressionVector, kCompressionStoredSize, kCompressionWavelet,
+        kCompressionVectorPage, kCompressionSegment, kCompressionDeflate, kCompressionCustom}) {
+    for (const uint16_t bits : {uint16_t{1}, uint16_t{8}}) {
+      TiffDirectory page = GrayPage(8, 8, bits == 1 ? 0x80 : 0x33);
+      page.Remove(kTagCompression).Short(kTagCompression, {static_cast<uint16_t>(compression)});
+      page.Remove(kTagBitsPerSample).Short(kTagBitsPerSample, {bits}).Long(kTagPrivateSizePair, {4, 4});
+      files.push_back(OnePage(FileOrder::kBig, page));
+    }
   }
 }
 
