@@ -243,7 +243,7 @@ std::vector<FileBytes> PackBitsSeeds() {
   for (uint32_t i = 0; i < 700; ++i) {
     row.push_back(static_cast<uint8_t>(i % 200 < 140 ? i / 200 : i * 3));
   }
-  FileBytes packed(TIFPackBitsWorstCase(row.size()));
+  FileBytes packed(static_cast<size_t>(TIFPackBitsWorstCase(row.size())));
   uint8_t* end = packed.data();
   TIFPackBitsEncodeRow(&end, row.data(), static_cast<uint32_t>(row.size()));
   packed.resize(static_cast<size_t>(end - packed.data()));

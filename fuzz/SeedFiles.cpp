@@ -75,7 +75,7 @@ FileBytes Compress(uint32_t compression, const FileBytes& data, size_t rowBytes)
   FileBytes packed;
   for (size_t at = 0; at < data.size(); at += rowBytes) {
     const size_t row = std::min(rowBytes, data.size() - at);
-    FileBytes room(TIFPackBitsWorstCase(row));
+    FileBytes room(static_cast<size_t>(TIFPackBitsWorstCase(row)));
     uint8_t* end = room.data();
     TIFPackBitsEncodeRow(&end, data.data() + at, static_cast<uint32_t>(row));
     packed.insert(packed.end(), room.data(), end);
