@@ -162,6 +162,44 @@ TEST_F(SaveException, GeoTiffGreyOf32BitsIsMadeFromTheFirstBytesOfTheRow) {
             (FileBytes{7, 0, 0, 0, 9, 0, 0, 0}));
 }
 
+// The negative samples of a signed page are cleared unless the load asks to keep them.
+FileBytes LoadedSigned(const char16_t* name, uint32_t readFlags) {
+  BitmapHandle bitmap = {};
+  krnBitmapInit(&bitmap, kBitmapHandleSize, 4, 1, 16);
+  FileInfoRecord info = {};
+  FileOptions options = {};
+  options.flags = readFlags;
+  FileBytes row;
+  FilterLoadRequest request = {};
+  request.fileName = name;
+  request.bitmap = &bitmap;
+  request.fileInfo = &info;
+  request.fileOptions = &options;
+  request.rowCallbackData = reinterpret_cast<intptr_t>(&row);
+  request.rowCallback = [](FileInfoRecord*, BitmapHandle*, uint8_t* rows, uint32_t, int32_t, int32_t,
+                           intptr_t kept) -> int32_t {
+    *reinterpret_cast<FileBytes*>(kept) = FileBytes(rows, rows + 8);
+    return kResultOk;
+  };
+  EXPECT_EQ(fltLoad(&request), kResultOk);
+  EXPECT_NE(bitmap.flags & kBitmapSigned, 0u);
+  return row;
+}
+
+TEST_F(SaveException, NegativeSamplesAreClearedUnlessTheyAreAskedFor) {
+  const FileBytes row = {5, 0, 0xFF, 0xFF, 0, 0x80, 0xFF, 0x7F}; // 5, -1, -32768, 32767
+  for (const uint32_t order : {0u, uint32_t{kSaveBigEndian}}) {
+    RowService service(4, 1, 16, {row});
+    service.bitmap.order = service.descriptor.order = kOrderGray;
+    service.descriptor.flags = kBitmapSigned;
+    SaveJob job(kFormatUncompressed, 16, &service, file_.Name());
+    job.options.flags = order;
+    ASSERT_EQ(job.Run(), kResultOk);
+    EXPECT_EQ(LoadedSigned(file_.Name(), 0), (FileBytes{5, 0, 0, 0, 0, 0, 0xFF, 0x7F}));
+    EXPECT_EQ(LoadedSigned(file_.Name(), kReadKeepSigned), row);
+  }
+}
+
 TEST_F(SaveException, RunLengthPageOfFillOrderTwoIsReadUnreversed) {
   // A row of 16 black pixels is 00110101 0000010111: the bytes 35 05 C0. Reversed they are AC A0 03, and 101010 is a
   // white run of 16: bits that stood for black come back standing for white.

@@ -38,6 +38,8 @@ struct ExpectedPixels {
   uint32_t view = 1;
   int32_t xResolution = 0;
   int32_t yResolution = 0;
+  int32_t lowBit = 0; // of deep grey, where the page tells it
+  int32_t highBit = -1;
   std::string text; // how it was made
 };
 
@@ -315,6 +317,10 @@ private:
     }
     bitmap->xResolution = static_cast<int32_t>(random_.Below(1200));
     bitmap->yResolution = static_cast<int32_t>(random_.Below(1200));
+    if (choice.gray && choice.bits == 16 && random_.Chance(40)) {
+      bitmap->lowBit = bitmap->lowBit2 = expected->lowBit = static_cast<int32_t>(1 + random_.Below(4));
+      bitmap->highBit = bitmap->highBit2 = expected->highBit = static_cast<int32_t>(8 + random_.Below(7));
+    }
     if (choice.bits <= 8) {
       const std::vector<VxColor> palette = plainRamp ? Ramp(choice.bits) : AnyPalette(choice);
       if (order != kOrderGray) {
@@ -443,6 +449,10 @@ private:
     }
     ASSERT_EQ(loaded.warning, 1);
     ASSERT_EQ(+bitmap->bitsPerPixel, expected.bits);
+    if (expected.highBit >= 0) {
+      ASSERT_EQ(+bitmap->lowBit, expected.lowBit);
+      ASSERT_EQ(+bitmap->highBit, expected.highBit);
+    }
     const std::vector<VxColor> colours = Colours(bitmap);
     if (expected.bits <= 8 && !expected.byColour) {
       ASSERT_GE(colours.size(), expected.palette.size());
