@@ -56,6 +56,14 @@ TEST_P(SetTag, SmallerValueGoesOverTheOldOneAndItsTailStays) {
   EXPECT_EQ(Edited(TextPage(), TagItems().Text(700, eight)), ValuePage(2, 8, 38).Text(eight).Raw({'9', 0}).bytes);
 }
 
+TEST_P(SetTag, ValueOfTheSameEvenSizeGoesOverTheOldOne) {
+  const FileBytes ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(700, 1, 10, ten)), ValuePage(1, 10, 38).Raw(ten).bytes);
+  const FileBytes nine(ten.begin(), ten.begin() + 9);
+  EXPECT_EQ(Edited(TextPage(), TagItems().Add(700, 1, 9, nine)), ValuePage(1, 9, 38).Raw(nine).Raw({0}).bytes)
+      << "with the byte that evens it";
+}
+
 TEST_P(SetTag, LargerValueGoesToTheEndAndTheOldBytesStay) {
   const FileBytes twelve = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
   EXPECT_EQ(Edited(TextPage(), TagItems().Add(700, 1, 12, twelve)),

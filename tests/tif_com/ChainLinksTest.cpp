@@ -294,6 +294,7 @@ TEST_P(ChainLinks, RenumberingEndsAtTheChainsEndAndAtTheFilesEnd) {
     builder.Place(199, {0});
     OpenChain chain(builder.Build());
     EXPECT_EQ(TIFRenumberPages(&chain.file, 500, 600, 1), kResultOk) << next;
+    EXPECT_EQ(uint32_t{chain.file.directoryOffset}, 8u) << next << " is not entered";
   }
   TiffBuilder builder(GetParam());
   builder.AddPage().Short(297, {5, 6}).NextWord(200 - 7);
@@ -301,6 +302,7 @@ TEST_P(ChainLinks, RenumberingEndsAtTheChainsEndAndAtTheFilesEnd) {
   OpenChain chain(builder.Build());
   EXPECT_EQ(TIFRenumberPages(&chain.file, 500, 600, 1), kResultOk)
       << "one byte earlier an empty directory is read, and its next word of 0 ends the chain";
+  EXPECT_EQ(uint32_t{chain.file.directoryOffset}, 200u - 7);
 }
 
 TEST_P(ChainLinks, RenumberingOfAPageThatFollowsItselfEnds) {

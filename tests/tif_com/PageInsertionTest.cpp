@@ -388,6 +388,18 @@ TEST_P(PageInsertion, AnExplicitDirectoryItselfIsFoundByItsLink) {
   }
 }
 
+TEST_P(PageInsertion, AnExplicitDirectoryThatIsReplacedIsMarkedItself) {
+  TiffBuilder builder = ThreePages();
+  const auto end = static_cast<uint32_t>(builder.Build().size());
+  TempFile target(builder.Build());
+  SaveOptions options = At(1, kSaveReplacePage | kSaveUseDirectoryOffset);
+  options.directoryOffset = builder.DirectoryOffset(1);
+  Preparation done(target, options);
+  ExpectAtEnd(done, end, builder.LinkOffset(1), builder.DirectoryOffset(2), 1);
+  EXPECT_EQ(done.after, ExpectedFile(builder).Link(1, end).Marked(1).Marked(2).bytes)
+      << "its link is known by then and not searched again";
+}
+
 TEST_P(PageInsertion, AStepBehindAnExplicitDirectoryIsFoundAgainFromTheHeader) {
   TiffBuilder builder = ThreePages();
   const auto end = static_cast<uint32_t>(builder.Build().size());

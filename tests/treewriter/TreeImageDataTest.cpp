@@ -247,6 +247,17 @@ TEST_P(TreeImageData, SingleStripBehindAHeaderLeavesItsEntryAtTheHeader) {
   EXPECT_EQ(Rewritten(source, GetParam().target), expected.bytes);
 }
 
+TEST_P(TreeImageData, JpegStreamThatBeginsWithTheFirstStripHasNoHeader) {
+  TiffDirectory page = TiffDirectory().Long(256, {1}).Long(273, {300}).Long(279, {3}).Long(513, {300}).Long(514, {9});
+  FileBytes source = Source(page);
+  source.resize(300);
+  const FileBytes data = Counting(30, 100);
+  source.insert(source.end(), data.begin(), data.end());
+  Bytes expected = NewBytes().Header(8).U16(5).Entry(256, 4, 1, 1).Entry(273, 4, 1, 74).Entry(279, 4, 1, 3);
+  expected.Entry(513, 4, 1, 74).Entry(514, 4, 1, 9).U32(0).Raw({100, 101, 102});
+  EXPECT_EQ(Rewritten(source, GetParam().target), expected.bytes);
+}
+
 TEST_P(TreeImageData, JpegStreamElsewhereIsCopiedWholeBeforeTheStrips) {
   TiffDirectory page = TiffDirectory().Long(256, {1}).Long(273, {300}).Long(279, {3}).Long(513, {310}).Long(514, {4});
   FileBytes source = Source(page);
