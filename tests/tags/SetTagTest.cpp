@@ -142,6 +142,17 @@ TEST_P(SetTag, UnsortedDirectoryComesOutSortedAndEqualTagsKeepTheirOrder) {
   EXPECT_EQ(Edited(unsorted.bytes, TagItems().Add(300, 4, 1, {9, 0, 0, 0})), sorted.bytes);
 }
 
+TEST_P(SetTag, CommentOfNoBytesIsAChangeThatSetsNothing) {
+  const TempFile file(NewBytes().Header(8).U16(2).Entry(700, 4, 1, 1).Entry(256, 4, 1, 4).U32(0).bytes);
+  char text = 'x';
+  TifCommentBlock comments = {};
+  comments.slots[0] = {&text, 0};
+  FilterSetCommentRequest request = {file.Name(), 0, nullptr, &comments, nullptr};
+  EXPECT_EQ(fltSetComment(&request), kResultOk);
+  EXPECT_EQ(file.Read(), NewBytes().Header(8).U16(2).Entry(256, 4, 1, 4).Entry(700, 4, 1, 1).U32(0).bytes)
+      << "the directory is written back, and so sorted";
+}
+
 TEST_P(SetTag, EmptyListLeavesTheFileUntouched) {
   const FileBytes before = NewBytes().Header(8).U16(2).Entry(700, 4, 1, 1).Entry(256, 4, 1, 4).U32(0).Raw({1}).bytes;
   TagItems none;
