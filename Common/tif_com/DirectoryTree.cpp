@@ -235,7 +235,7 @@ TifDirectory* TIFReadDirectory(TifFile* file, TifDirKind kind, TreeSource /*sour
 }
 
 TifDirectory* TIFReadDirectoryToCopy(TifFile* file) {
-  return ReadTree(file, kDirMain, SeveralStrips::kLeaveAsTheyStand);
+  return ReadTree(file, kDirMain, SeveralStrips::kLeaveWherePossible);
 }
 
 TifDirectory* TIFNewDirectory(uint32_t records) {

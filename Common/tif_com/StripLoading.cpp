@@ -35,12 +35,12 @@ bool HoldsLongs(const TifTagRecord* record) {
   return TIFTypeSize(record->type) == sizeof(uint32_t);
 }
 
-// Whether strips in memory would be the bytes that the tree writer finds in the file, and would go out as those do.
-// Only the loading takes offsets for 32-bit words whatever their type.
-bool StandAsLoaded(const TifFile* file, TifDirectory* directory, const TifTagRecord* offsets, uint32_t width) {
-  const bool sameOrder =
-      TIFIsLittle(file) || (width == 1 && !TIFHasPlain16BitSamples(directory->records, directory->entryCount));
-  return sameOrder && HoldsLongs(offsets);
+// Whether the tree writer makes the same bytes of strips that it finds in the file as of loaded ones. It brings 16-bit
+// samples into the target's order either way, and no others. Only the loading takes offsets for 32-bit words whatever
+// their type.
+bool GoOutAsLoaded(const TifFile* file, TifDirectory* directory, const TifTagRecord* offsets, uint32_t width) {
+  const bool has16Bit = TIFHasPlain16BitSamples(directory->records, directory->entryCount);
+  return HoldsLongs(offsets) && (TIFIsLittle(file) || width == (has16Bit ? 2 : 1));
 }
 
 bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagRecord* counts, uint32_t width,
@@ -78,7 +78,7 @@ bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind
   }
   const uint32_t width = TIFSampleBytes(directory);
   if (offsets->count != 1) {
-    const bool leave = several == SeveralStrips::kLeaveAsTheyStand && StandAsLoaded(file, directory, offsets, width);
+    const bool leave = several == SeveralStrips::kLeaveWherePossible && GoOutAsLoaded(file, directory, offsets, width);
     return LoadSeveralStrips(file, offsets, counts, width, leave);
   }
   const uint32_t byteCount = counts->value;

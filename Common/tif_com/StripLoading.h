@@ -10,9 +10,9 @@
 // there and cannot be read.
 bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory);
 
-// Whether several strips are loaded whatever they hold, or stay in the file where the tree writer would take the same
-// bytes from there: samples that are not turned into host order on the way.
-enum class SeveralStrips { kLoad, kLeaveAsTheyStand };
+// Whether several strips are loaded whatever they hold, or stay in the file where the tree writer makes the same of
+// them there.
+enum class SeveralStrips { kLoad, kLeaveWherePossible };
 
 // Loads the strips of tags 273 and 279 in host order. False when they make the directory unreadable; strips that stay
 // in the file are no failure.
