@@ -2,7 +2,10 @@
 
 #include "geokeys/GeoKeyFiles.h"
 
+#include <algorithm>
 #include <deque>
+#include <map>
+#include <set>
 
 #include "tif_com/GeoKeys.h"
 
@@ -324,6 +327,79 @@ TEST_P(SetGeoKeys, FailedAllocationsLeaveAReadablePage) {
   }
   EXPECT_EQ(unreported, 3) << "the three blocks of the packed tags";
   EXPECT_GE(refused, 5);
+}
+
+TEST_P(SetGeoKeys, AKeySetAgainReplacesItsOldValueAndNoneIsEverTaken) {
+  items_.Add(ShortKey(1024, {2})).Add(DoubleKey(2057, {1})).Add(TextKey(2049, "one\0"s));
+  ASSERT_EQ(SetKeys(file_, items_), 1);
+  KeyItems again;
+  ASSERT_EQ(SetKeys(file_, again.Add(TextKey(2049, "\0"s)).Add(DoubleKey(2057, {}))), 1);
+  EXPECT_EQ(ReadKeys(file_).keys, (std::vector<Key>{ShortKey(1024, {2}), TextKey(2049, "\0"s), DoubleKey(2057, {})}));
+}
+
+// The type of a tag of a page; 0 when the page or the tag cannot be reached.
+uint16_t TypeOnPage(const TempFile& file, int32_t page, uint16_t tag) {
+  FileOptions options = {};
+  options.pageNumber = page;
+  uint16_t type = 0;
+  FilterGetTagRequest request = {file.Name(), tag, &type, nullptr, nullptr, &options};
+  return fltGetTag(&request) == 1 ? type : 0;
+}
+
+TEST_P(SetGeoKeys, FailedFileCallsGiveTheirCodesAndHarmNoPage) {
+  TiffBuilder builder(GetParam());
+  builder.AddPage(GrayPage(2, 2, 1));
+  builder.AddPage(GeoPage{{1, 1, 2, 1, 1026, 34737, 6, 0}, std::nullopt, "older|"}.Directory());
+  builder.AddPage(GrayPage(2, 2, 3));
+  const FileBytes before = builder.Build();
+  const uint32_t linkWord = builder.LinkOffset(1);
+  const uint32_t directory = builder.DirectoryOffset(1);
+  const uint32_t directoryEnd = builder.NextWordOffset(1) + 4;
+  items_.Add(ShortKey(1024, {2, 3, 4})).Add(DoubleKey(2059, {1})).Add(TextKey(1027, "new one"));
+  SaveOptions options = {};
+  options.pageNumber = 2;
+  FileOptions second = {};
+  second.pageNumber = 2;
+  const std::map<IoCall, std::set<int32_t>> told = {{IoCall::kOpen, {-10}},
+                                                    {IoCall::kRead, {-9, -7, 1}},
+                                                    {IoCall::kSeek, {-9, -7, -4, 1}},
+                                                    {IoCall::kWrite, {-5, 1}}};
+  for (const auto& [call, codes] : told) {
+    for (const FaultSpan span : {FaultSpan::kOnce, FaultSpan::kFromThenOn}) {
+      for (uint64_t nth = 1;; ++nth) {
+        SCOPED_TRACE("call " + std::to_string(nth) + " of kind " + std::to_string(static_cast<int>(call)));
+        const TempFile file(before);
+        int32_t result = 0;
+        bool struck = false;
+        {
+          IoFaults faults;
+          faults.Fail(call, nth, span);
+          result = SetKeys(file, items_, &options);
+          struck = faults.Calls(call) >= nth;
+        }
+        FileBytes after = file.Read();
+        ASSERT_GE(after.size(), before.size());
+        if (!struck) {
+          EXPECT_EQ(result, 1);
+          EXPECT_EQ(ReadKeys(file, &second).keys.size(), 4u);
+          break;
+        }
+        EXPECT_EQ(codes.count(result), 1u) << result;
+        EXPECT_NE(TypeOnPage(file, 1, 256), 0);
+        // A next word that cannot be read counts as 0: the edited page is the last one then.
+        EXPECT_EQ(TypeOnPage(file, 3, 256) != 0, call != IoCall::kRead || result != 1);
+        if (result != 1) {
+          EXPECT_EQ(ReadKeys(file, &second).keys.size(), 1u);
+        } else {
+          // Failures behind the page's own keys are not reported; what is written then is its own directory or the
+          // link.
+          std::copy_n(before.begin() + linkWord, 4, after.begin() + linkWord);
+          std::copy(before.begin() + directory, before.begin() + directoryEnd, after.begin() + directory);
+        }
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin())) << "all other old bytes stay";
+      }
+    }
+  }
 }
 
 } // namespace
