@@ -23,6 +23,7 @@ enum Tag : uint16_t {
   kStripByteCounts = 279,
   kPlanarConfiguration = 284,
   kPredictor = 317,
+  kTileWidth = 322,
   kTileOffsets = 324,
   kTileByteCounts = 325,
   kExtraSamples = 338,
@@ -103,6 +104,7 @@ uint64_t EndOfStrips(VxFileHandle file, const DirectoryEntries& directory) {
   return lastOffset + largestCount;
 }
 
+// 0 without the tag.
 uint32_t ValueOf(const DirectoryEntries& directory, uint16_t tag) {
   for (const DirectoryEntry& entry : directory.entries) {
     if (entry.tag == tag) {
@@ -110,6 +112,15 @@ uint32_t ValueOf(const DirectoryEntries& directory, uint16_t tag) {
     }
   }
   return 0;
+}
+
+uint32_t RunOfDifferences(const DirectoryEntries& directory) {
+  if (ValueOf(directory, kCompression) != kCompressionLzw || ValueOf(directory, kPredictor) != kDifferences) {
+    return 0;
+  }
+  // On a page that has strips as well the tiles are passed over.
+  const uint32_t tileWidth = ValueOf(directory, kStripOffsets) == 0 ? ValueOf(directory, kTileWidth) : 0;
+  return tileWidth != 0 ? tileWidth : UINT32_MAX;
 }
 
 } // namespace
@@ -128,7 +139,7 @@ struct ByteSampleView::State {
   uint64_t filePosition = 0; // of the file itself
   std::vector<uint8_t> directory;
   uint32_t directoryOffset = 0;
-  bool hasDifferences = false;
+  uint32_t differenceRun = 0;
 
   // Once to step in, and once more to step out again.
   void Exchange() {
@@ -206,8 +217,7 @@ ByteSampleView::ByteSampleView(const std::string& file, uint32_t directoryOffset
     throw Failure(file, operation, kResultNotTiff);
   }
   state_->fileBytes = end;
-  state_->hasDifferences =
-      ValueOf(*directory, kCompression) == kCompressionLzw && ValueOf(*directory, kPredictor) == kDifferences;
+  state_->differenceRun = RunOfDifferences(*directory);
   state_->directory = HalvedDirectory(*directory, samples);
   // Where no strip is looked for, as far as there is room.
   uint64_t place = std::max<uint64_t>(end, EndOfStrips(opened.Handle(), *directory));
@@ -230,8 +240,8 @@ uint32_t ByteSampleView::DirectoryOffset() const {
   return state_->directoryOffset;
 }
 
-bool ByteSampleView::HasDifferences() const {
-  return state_->hasDifferences;
+uint32_t ByteSampleView::DifferenceRun() const {
+  return state_->differenceRun;
 }
 
 } // namespace toolkit

@@ -26,8 +26,9 @@ public:
 
   // Where the second description stands.
   uint32_t DirectoryOffset() const;
-  // Whether the samples, put together again, are differences along the row: the description does not say it.
-  bool HasDifferences() const;
+  // 0, or the pixels of a row over which the samples, put together again, are differences, each from the one before: the
+  // width of the tiles, or UINT32_MAX for whole rows. The description does not say it.
+  uint32_t DifferenceRun() const;
 
 private:
   struct State;

@@ -63,16 +63,20 @@ int32_t TakeHalfRow(FileInfoRecord*, BitmapHandle* half, uint8_t* row, uint32_t,
   return kResultOk;
 }
 
-// Each sample is the difference from the one before.
-void SumRows(Bitmap& plane) {
+// Each sample is the difference from the one before; every `run` pixels it starts anew.
+void SumRows(Bitmap& plane, uint32_t run) {
+  const auto width = static_cast<uint32_t>(plane->width);
   for (int32_t y = 0; y < plane->height; ++y) {
     uint8_t* row = plane.Row(y);
-    uint16_t sum = 0;
-    for (int32_t x = 0; x < plane->width; ++x, row += 2) {
-      uint16_t sample = 0;
-      std::memcpy(&sample, row, sizeof sample);
-      sum = static_cast<uint16_t>(sum + sample);
-      std::memcpy(row, &sum, sizeof sum);
+    for (uint32_t start = 0; start < width; start += std::min(run, width - start)) {
+      const uint32_t end = start + std::min(run, width - start);
+      uint16_t sum = 0;
+      for (uint32_t x = start; x < end; ++x, row += 2) {
+        uint16_t sample = 0;
+        std::memcpy(&sample, row, sizeof sample);
+        sum = static_cast<uint16_t>(sum + sample);
+        std::memcpy(row, &sum, sizeof sum);
+      }
     }
   }
 }
@@ -126,8 +130,8 @@ void LoadHalves(const std::string& file, FileInfoRecord& report, PlaneSink& sink
     plane->xResolution = sink.halves[0].xResolution;
     plane->yResolution = sink.halves[0].yResolution;
     plane->viewPerspective = sink.halves[0].viewPerspective;
-    if (view.HasDifferences()) {
-      SumRows(plane);
+    if (view.DifferenceRun() != 0) {
+      SumRows(plane, view.DifferenceRun());
     }
   }
 }
