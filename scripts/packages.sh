@@ -9,7 +9,7 @@ packages_for() {
   case "$1" in
     build) echo g++ cmake ninja-build pkg-config libpng-dev nlohmann-json3-dev libcli11-dev libgtest-dev python3 ;;
     test) echo g++-multilib clang-format python3-numpy python3-tifffile libtiff-tools \
-      libimage-exiftool-perl gdal-bin geotiff-bin ;;
+      libimage-exiftool-perl gdal-bin python3-gdal python3-pil geotiff-bin ;;
     bench) echo libbenchmark-dev libtiff-dev ;;
     fuzz) echo clang libclang-rt-14-dev llvm ;;
     *) echo "packages.sh: no group '$1'" >&2; return 1 ;;

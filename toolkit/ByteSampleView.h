@@ -26,8 +26,8 @@ public:
 
   // Where the second description stands.
   uint32_t DirectoryOffset() const;
-  // 0, or the pixels of a row over which the samples, put together again, are differences, each from the one before: the
-  // width of the tiles, or UINT32_MAX for whole rows. The description does not say it.
+  // 0, or the pixels of a row over which the samples, put together again, are differences, each from the one before:
+  // the width of the tiles, or UINT32_MAX for whole rows. The description does not say it.
   uint32_t DifferenceRun() const;
 
 private:
