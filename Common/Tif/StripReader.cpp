@@ -192,12 +192,13 @@ uint64_t RunLength(const StripReadJob* job, const BandBuffer* buffer, uint64_t f
   return bands;
 }
 
-// Reads a run of whole bands at once, with the same outcome as one by one: a band that the file cuts off is filled up
-// with zeros, for a warning; the one behind it has nothing and fails.
-int32_t ReadRun(const StripReadJob* job, const BandBuffer* buffer, uint64_t first, uint64_t bands) {
+// Reads a run of whole bands at once, with the same outcome as one by one: a band of which only a part comes is filled
+// up with zeros, for a warning, and ends the run; the one behind it is read by itself, and fails if it has nothing.
+// `bands` receives the number of those that were delivered.
+int32_t ReadRun(const StripReadJob* job, const BandBuffer* buffer, uint64_t first, uint64_t* bands) {
   const uint64_t bandBytes = buffer->rowCount * buffer->rowBytes;
   const uint64_t firstRow = first * buffer->rowCount;
-  const uint64_t rows = std::min(bands * buffer->rowCount, static_cast<uint64_t>(job->page->imageLength) - firstRow);
+  const uint64_t rows = std::min(*bands * buffer->rowCount, static_cast<uint64_t>(job->page->imageLength) - firstRow);
   const uint64_t wanted = rows * buffer->rowBytes;
   StripPiece piece = {job->file,
                       static_cast<uint32_t>(job->rowSize),
@@ -214,15 +215,12 @@ int32_t ReadRun(const StripReadJob* job, const BandBuffer* buffer, uint64_t firs
   if (result != kResultOk) {
     return result;
   }
-  const uint64_t heldRows = held / buffer->rowBytes;
-  result = DeliverRows(job, buffer, static_cast<int64_t>(firstRow), static_cast<uint32_t>(heldRows));
-  if (result != kResultOk) {
-    return result;
-  }
+  *bands = TIFCeilDiv(static_cast<int64_t>(held), static_cast<int64_t>(bandBytes));
+  result = DeliverRows(job, buffer, static_cast<int64_t>(firstRow), static_cast<uint32_t>(held / buffer->rowBytes));
   // A band that is short by its count shows what the band before it left.
-  krnMemMove(buffer->rows, buffer->rows + (bands - 1) * bandBytes,
-             static_cast<size_t>(wanted - (bands - 1) * bandBytes));
-  return heldRows < rows ? kResultReadFailed : kResultOk;
+  const uint64_t lastBand = (*bands - 1) * bandBytes;
+  krnMemMove(buffer->rows, buffer->rows + lastBand, static_cast<size_t>(held - lastBand));
+  return result;
 }
 
 int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
@@ -233,9 +231,9 @@ int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
   const uint64_t stripsDown = TIFCeilDiv(length, rowsPerStrip);
   const auto fullRows = static_cast<uint32_t>(TIFCeilDiv(rowsPerStrip, unit));
   for (uint64_t i = FirstBand(job, rowsPerStrip, fullRows); i < stripsDown; ++i) {
-    const uint64_t run = buffer->runBands > 1 ? RunLength(job, buffer, i, stripsDown) : 0;
+    uint64_t run = buffer->runBands > 1 ? RunLength(job, buffer, i, stripsDown) : 0;
     if (run > 1) {
-      const int32_t result = ReadRun(job, buffer, i, run);
+      const int32_t result = ReadRun(job, buffer, i, &run);
       if (result != kResultOk) {
         return result;
       }

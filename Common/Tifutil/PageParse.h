@@ -6,6 +6,7 @@
 
 #include "Tifutil/PageParser.h"
 #include "tif_com/FileAccess.h"
+#include "tif_com/Memory.h"
 
 enum class TagOutcome {
   kGoOn,
@@ -33,7 +34,9 @@ struct PageParse {
 bool TIFSeekToBlock(const TifFile* file, uint32_t offset, uint64_t bytes);
 
 // A block of `bytes` bytes; null also where the number does not fit the target's size_t.
-void* TIFAllocBytes(uint64_t bytes);
+inline void* TIFAllocBytes(uint64_t bytes, const char* file = __builtin_FILE(), int32_t line = __builtin_LINE()) {
+  return bytes <= SIZE_MAX ? TIFAlloc(1, static_cast<size_t>(bytes), file, line) : nullptr;
+}
 
 bool TIFReadExactly(const TifFile* file, void* buffer, uint32_t bytes);
 

@@ -157,10 +157,6 @@ bool TIFSeekToBlock(const TifFile* file, uint32_t offset, uint64_t bytes) {
   return bytes <= left;
 }
 
-void* TIFAllocBytes(uint64_t bytes) {
-  return bytes <= SIZE_MAX ? TIFAlloc(1, static_cast<size_t>(bytes)) : nullptr;
-}
-
 bool TIFReadExactly(const TifFile* file, void* buffer, uint32_t bytes) {
   return krnFileRead(file->fileHandle, buffer, bytes) == bytes;
 }

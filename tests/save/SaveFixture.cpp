@@ -145,13 +145,13 @@ SaveJob::SaveJob(int32_t format, int32_t bits, RowService* service, const char16
   service->Fill(&request);
 }
 
-int32_t SaveJob::Run() {
+int32_t SaveJob::Run(int32_t (*save)(FilterSaveRequest*)) {
   auto* service = reinterpret_cast<RowService*>(request.extra1);
   liveServices = {service};
   if (service->stamp != nullptr) {
     liveServices.push_back(service->stamp);
   }
-  const int32_t result = fltSave(&request);
+  const int32_t result = save(&request);
   liveServices.clear();
   return result;
 }

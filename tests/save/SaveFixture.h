@@ -54,7 +54,7 @@ private:
 class SaveJob {
 public:
   SaveJob(int32_t format, int32_t bits, RowService* service, const char16_t* fileName);
-  int32_t Run();
+  int32_t Run(int32_t (*save)(FilterSaveRequest*) = fltSave);
 
   FilterSaveRequest request = {};
   SaveOptions options = {};

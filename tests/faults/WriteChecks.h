@@ -1,0 +1,24 @@
+// What a file looks like after a call that wrote to it has met a fault.
+#pragma once
+
+#include "faults/FaultSweep.h"
+
+enum class Where { kNewFile, kAppend, kInsert, kReplace }; // a page: on its own, behind the others, at page 2
+constexpr Where kEverywhere[] = {Where::kNewFile, Where::kAppend, Where::kInsert, Where::kReplace};
+const char* NameOfPlace(Where where);
+
+// The pages of a file: they stand where they stood, byte for byte, but for links, numbers and marks.
+class OldPages {
+public:
+  explicit OldPages(const FileBytes& file, size_t most = SIZE_MAX);
+  void ExpectUnharmed(const SweepOutcome& outcome) const;
+
+private:
+  std::vector<std::pair<uint32_t, uint8_t>> places_;
+};
+
+// True for faults at which a file counts as absent, or as no TIFF: it is begun anew.
+bool BeginsAnew(const SweepOutcome& outcome);
+
+// After a save: a whole outcome, a new file removed, or the page taken back.
+void CheckSavedFile(const SweepOutcome& outcome, Where where, const OldPages& pages);
