@@ -79,10 +79,13 @@ void EnterDirectory(const FilterSaveDataRequest* request, TifFile* file) {
   file->fileHandle = request->fileHandle;
   file->directoryOffset = request->entriesOffset - kCountWordBytes;
   uint8_t mark = 0;
-  krnFileSeek(file->fileHandle, 0, kKrnSeekSet);
-  krnFileRead(file->fileHandle, &mark, 1);
+  const bool marked =
+      krnFileSeek(file->fileHandle, 0, kKrnSeekSet) == 0 && krnFileRead(file->fileHandle, &mark, 1) == 1;
+  // With another order or from another place anything could be taken for an entry and written over.
+  if (!marked || TIFSeek(file->fileHandle, file->directoryOffset, kKrnSeekSet) != file->directoryOffset) {
+    return;
+  }
   file->byteOrder = mark;
-  TIFSeek(file->fileHandle, file->directoryOffset, kKrnSeekSet);
   uint16_t entryCount = 0;
   if (TIFRead16(file, &entryCount) != 0) {
     file->entryCount = entryCount;

@@ -144,6 +144,22 @@ TEST(StoredRuns, CutOffWithinABandOrAtOne) {
   }
 }
 
+// A read that comes back short once ends neither the file nor the page.
+TEST(StoredRuns, GoOnBehindABandOfWhichOnlyAPartComes) {
+  LoadProbe probe(FileOf(RowStrips(6)), 4, 6, 8, 4);
+  IoFaults faults;
+  EXPECT_EQ(probe.Load(), 1);
+  const uint64_t run = faults.Calls(IoCall::kRead); // the last read of all
+  LoadProbe again(FileOf(RowStrips(6)), 4, 6, 8, 4);
+  faults.Reset();
+  faults.Shorten(IoCall::kRead, run, 6);
+  EXPECT_EQ(again.Load(), 1);
+  FileBytes expected = Counting(24);
+  expected[6] = expected[7] = 0;
+  EXPECT_EQ(again.Pixels(), expected);
+  EXPECT_EQ(+again.request.truncationStatus, kResultReadFailed);
+}
+
 TEST(StoredRuns, ShortCountBehindARunShowsItsLastBand) {
   TiffBuilder builder;
   builder.AddPage(RowStrips(6).Sort());

@@ -54,6 +54,27 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Orders, IncrementalSave, testing::Values(FileOrder::kLittle, FileOrder::kBig),
                          [](const auto& order) { return order.param == FileOrder::kLittle ? "Little" : "Big"; });
 
+// Data that looks like entries of byte counts in the other order than the file's.
+TEST_P(IncrementalSave, StopWritesOverNoDataWhenTheOrderCannotBeRead) {
+  std::string data;
+  for (int i = 0; i < 3000; ++i) {
+    data += GetParam() == FileOrder::kLittle ? "\x01\x17" : "\x17\x01";
+  }
+  for (const bool seek : {false, true}) {
+    DataSave save(file_);
+    SetOrder(save);
+    ASSERT_EQ(save.Start(), 1);
+    ASSERT_EQ(save.Write(data), 1);
+    {
+      IoFaults faults;
+      faults.Fail(seek ? IoCall::kSeek : IoCall::kRead, 1);
+      EXPECT_EQ(save.Stop(), 1);
+    }
+    const std::string after = Text(file_.Read());
+    EXPECT_EQ(after.substr(after.size() - data.size()), data);
+  }
+}
+
 TEST_P(IncrementalSave, StreamsOneStrip) {
   DataSave save(file_);
   SetOrder(save);
