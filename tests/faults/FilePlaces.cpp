@@ -38,12 +38,13 @@ void FilePlaces::AddChain(const FileBytes& file, bool newOnly) {
   uint32_t offset = GetU32(file, 4, OrderOf(file));
   int newPages = 0;
   for (int page = 1; page <= kMostPages && offset >= 8 && offset + 6 <= file.size(); ++page) {
-    const bool isOld = newOnly && ranges_.count(offset) != 0;
-    newPages += newOnly && !isOld ? 1 : 0;
-    const std::string name = !newOnly        ? "p" + std::to_string(page)
-                             : newPages <= 1 ? "new"
+    // A page that stays where it was may have got values elsewhere.
+    const bool isNew = newOnly && ranges_.count(offset) == 0;
+    newPages += isNew ? 1 : 0;
+    const std::string name = !isNew          ? "p" + std::to_string(page - newPages)
+                             : newPages == 1 ? "new"
                                              : "new" + std::to_string(newPages);
-    const uint32_t next = isOld ? ReadFileDirectory(file, offset).next : AddDirectory(file, offset, name, 0);
+    const uint32_t next = AddDirectory(file, offset, name, 0);
     offset = next;
   }
 }

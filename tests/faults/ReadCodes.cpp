@@ -95,3 +95,20 @@ const ToldCodes kLoadDriverCodes = {
     // The band is halved as long as it can be.
     {kAllocs, "StripReader*", {kPasses}, Aftermath::kSame, {kResultNoMemory}},
 };
+
+const ToldCodes kEditCodes = {
+    {kOpens, "open.edit", {kResultOpenFailed}},
+    {kSeeks, "seek.end", {kPasses}},
+    {kSeeks, "header", {kResultNotTiff}, Aftermath::kSame, {kResultNotTiff, kPasses}},
+    {kReads, "header", {kResultNotTiff}},
+    {kReads, "p*.count", {kResultReadFailed}},
+    {kReads, "p*.entry.*", {kResultReadFailed}},
+    {kReads, "p*.next", {kPasses}, Aftermath::kDiffers}, // counts as 0, and is written back so
+    {kAllocs, "TagAccess*", {kResultNoMemory}},
+    {kAllocs, "CommentEditor*", {kResultNoMemory}},
+    // Where the old value cannot be looked at the new one goes to the end of the file, which has to be found.
+    {kSeeks, "seek.end*", {kPasses, kResultSeekFailed}, Aftermath::kDiffers},
+    {kSeeks, "*", {kResultSeekFailed}},
+    {kWrites, "*.40000+", {kPasses}, Aftermath::kDiffers}, // a pad at the odd end of the file
+    {kWrites, "*", {kResultWriteFailed}},
+};

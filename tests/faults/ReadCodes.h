@@ -9,3 +9,5 @@ extern const ToldCodes kChainCodes;      // the chain as far as it is walked
 extern const ToldCodes kLoadParserCodes; // a refused page fails a load with -9
 extern const ToldCodes kInfoParserCodes; // and a report with 0
 extern const ToldCodes kLoadDriverCodes; // palette, buffers, temporary bitmaps
+
+extern const ToldCodes kEditCodes; // edits of a page of an existing file

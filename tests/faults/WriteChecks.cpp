@@ -18,6 +18,20 @@ std::vector<uint32_t> OffsetsOf(const WalkedFile& file) {
   return offsets;
 }
 
+// The places that the words of the chain lead to, whatever stands in the directories otherwise.
+std::vector<uint32_t> LinkedOffsets(const FileBytes& file) {
+  constexpr size_t kMostPages = 20;
+  const FileOrder order = file.at(0) == 'I' ? FileOrder::kLittle : FileOrder::kBig;
+  std::vector<uint32_t> offsets;
+  uint32_t offset = GetU32(file, 4, order);
+  while (offset >= 8 && offset + 6 <= file.size() && offsets.size() < kMostPages) {
+    offsets.push_back(offset);
+    const size_t next = offset + 2 + size_t{12} * GetU16(file, offset, order);
+    offset = next + 4 <= file.size() ? GetU32(file, next, order) : 0;
+  }
+  return offsets;
+}
+
 // Once the header has gone out a new file is removed by way of its page, which has to have a directory for that: a file
 // that ends before its first next word stays.
 bool EndsBeforeDirectory(const FileBytes& file) {
@@ -66,11 +80,17 @@ const char* NameOfPlace(Where where) {
   return kNames[static_cast<int>(where)];
 }
 
-OldPages::OldPages(const FileBytes& file, size_t most) {
+OldPages::OldPages(const FileBytes& file, size_t most, size_t edited) {
   std::vector<WalkedPage> pages = WalkChain(file).pages;
   pages.resize(std::min(most, pages.size()));
-  for (const WalkedPage& page : pages) {
-    const auto places = LastingPlaces(file, page);
+  for (size_t i = 0; i < pages.size(); ++i) {
+    if (i + 1 == edited) {
+      const FileOrder order = WalkChain(file).order;
+      const uint32_t pieces = pages[i].entries.at(273).count;
+      pages[i].ranges.erase(pages[i].ranges.begin(), pages[i].ranges.end() - pieces);
+      EXPECT_EQ(pages[i].ranges.front().first, pages[i].Number(273, order));
+    }
+    const auto places = LastingPlaces(file, pages[i]);
     places_.insert(places_.end(), places.begin(), places.end());
   }
 }
@@ -82,6 +102,24 @@ void OldPages::ExpectUnharmed(const SweepOutcome& outcome) const {
   });
   if (harmed != places_.end()) {
     ADD_FAILURE() << "an old page is harmed at " << harmed->first << ", after " << outcome.place;
+  }
+}
+
+void ExpectChainUnharmed(const SweepOutcome& outcome, uint32_t page) {
+  if (Shortens(outcome.fault.kind)) {
+    return; // a link word or an entry of which some bytes were written leads anywhere
+  }
+  const std::vector<uint32_t> was = LinkedOffsets(outcome.before);
+  const std::vector<uint32_t> is = LinkedOffsets(outcome.after);
+  // A next word that cannot be read counts as 0 and is written back so: the chain then ends at the page.
+  const bool nextUnread = outcome.mayDiffer && !outcome.failed;
+  EXPECT_GE(is.size(), nextUnread ? page : was.size()) << "after " << outcome.place;
+  EXPECT_LE(is.size(), was.size()) << "after " << outcome.place;
+  for (size_t i = 0; i < std::min(is.size(), was.size()); ++i) {
+    EXPECT_TRUE(is[i] == was[i] || i + 1 == page) << "page " << i + 1 << " is elsewhere, after " << outcome.place;
+  }
+  if (outcome.failed && page <= is.size()) {
+    EXPECT_EQ(is[page - 1], was[page - 1]) << "the page has moved, after " << outcome.place;
   }
 }
 
