@@ -25,9 +25,8 @@ void SweepEdit(const std::string& name, const FileBytes& file, uint32_t page, co
   sweep.told = told;
   // The chain as far as it is walked; the edited page's own next word is another matter.
   ToldCodes chain;
-  const std::string next[] = {"p1.next", "p2.next"};
   for (uint32_t i = 1; i < page; ++i) {
-    chain.push_back({kReads, next[i - 1].c_str(), {kResultReadFailed}});
+    chain.push_back({kReads, "p" + std::to_string(i) + ".next", {kResultReadFailed}});
   }
   sweep.told.insert(sweep.told.end(), {&chain, &kEditCodes});
   sweep.run = [&](SweepCall& call) {
@@ -61,13 +60,14 @@ TEST(EditSweep, Tags) {
     uint16_t shorts[] = {1, 2, 3, 4};
     TifTagItem last = {33001, kTypeShort, 4, shorts, nullptr};
     TifTagItem added = {33000, kTypeAscii, 33, longText, &last};
-    TifTagItem over = {270, kTypeAscii, 6, text, nullptr};      // fits its old place
+    TifTagItem over = {270, kTypeAscii, 6, text, nullptr}; // fits its old place
     TifTagItem outgrown = {270, kTypeAscii, 33, longText, nullptr};
-    TifTagItem inside = {256, kTypeShort, 1, shorts, nullptr};  // stands in the entry
+    TifTagItem inside = {256, kTypeShort, 1, shorts, nullptr}; // stands in the entry
     const struct {
       const char* name;
       TifTagItem* list;
-    } edits[] = {{"new tags", &added}, {"tag over an old one", &over}, {"outgrown tag", &outgrown}, {"inline tag", &inside}};
+    } edits[] = {
+        {"new tags", &added}, {"tag over an old one", &over}, {"outgrown tag", &outgrown}, {"inline tag", &inside}};
     for (const auto& edit : edits) {
       SweepEdit(WithOrder(edit.name, order), ThreePages(order), 2, {},
                 [&](SweepCall& call, SaveOptions* options) { return SetTag(call, options, edit.list, nullptr); });

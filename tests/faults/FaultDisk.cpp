@@ -58,7 +58,6 @@ void FaultDisk::Arm(const FaultCase& fault) {
   struck_.clear();
   numbers_.clear();
   visits_.clear();
-  open_.clear();
 }
 
 void FaultDisk::Lift() {

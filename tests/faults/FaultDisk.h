@@ -72,6 +72,7 @@ public:
   const std::vector<FaultSite>& Struck() const { return struck_; }
   uint64_t CallsMade() const { return calls_; } // of the armed kind
   size_t OpenHandles() const { return open_.size(); }
+  void CloseAll() { open_.clear(); }
 
 private:
   struct File {

@@ -121,7 +121,7 @@ const ToldCode* Find(const Sweep& sweep, const FaultSite& site, const std::strin
   for (const ToldCodes* table : sweep.told) {
     for (const ToldCode& row : *table) {
       const bool fits = (row.kinds & BitOf(site.kind)) != 0 && (row.visit == 0 || row.visit == site.visit);
-      if (fits && PlaceMatches(row.place, place.c_str())) {
+      if (fits && PlaceMatches(row.place.c_str(), place.c_str())) {
         return &row;
       }
     }
@@ -179,6 +179,7 @@ Attempt RunOnce(const Sweep& sweep, FaultDisk& disk, const FaultCase& fault, boo
   const int32_t result = sweep.run(call);
   disk.Lift();
   EXPECT_EQ(disk.OpenHandles(), 0u) << "file handles left open";
+  disk.CloseAll();
   return {result, std::move(call.seen)};
 }
 
@@ -232,9 +233,10 @@ bool TryFault(const Sweep& sweep, FaultDisk& disk, const FaultCase& fault, bool 
   } else {
     EXPECT_TRUE(exists && after == before) << "the file has changed, after " << told.places;
   }
-  if (struck.size() == 1 || fault.lasting) {
-    faultsOfExport[struck.front().inExport] += 1;
+  if (sweep.checkedFile == 1) {
+    EXPECT_EQ(disk.Bytes(0), sweep.file) << "the file that is only read has changed";
   }
+  faultsOfExport[struck.front().inExport] += 1;
   return true;
 }
 

@@ -33,9 +33,10 @@ enum class Aftermath {
 
 struct ToldCode {
   unsigned kinds;
-  const char*
-      place; // of FilePlaces, after "skip." for seeks forward; "tell@place"; "open.read" and its fellows, "seek.end",
-             // "memory"; or a source file's name, with the number of its allocation from the second on
+  // Of FilePlaces, after "skip." for seeks forward; "tell@place" for questions for the position; "open.read" and its
+  // fellows, "seek.end", "memory"; or a source file's name. From the second on, allocations of a file, questions and
+  // seeks to the end bear their number: "tell.2@place". "to:" stands before places of the second file.
+  std::string place;
   std::vector<int32_t> codes; // kPasses: the result that the operation has without the fault
   Aftermath aftermath = Aftermath::kSame;
   std::vector<int32_t> lasting = {}; // when calls of the kind fail from then on, where that is another matter

@@ -73,6 +73,7 @@ uint32_t FilePlaces::AddDirectory(const FileBytes& file, uint32_t offset, const 
       }
     }
   }
+  AddJpeg(directory, name);
   AddPieces(file, name, offset);
   return directory.next;
 }
@@ -87,6 +88,25 @@ void FilePlaces::AddChildren(const FileBytes& file, const std::string& name, uin
   Add(word, 4 * count, name + ".offsets");
   for (uint32_t i = 0; i < count && word + 4 * i + 4 <= file.size(); ++i) {
     AddDirectory(file, GetU32(file, word + 4 * i, OrderOf(file)), name, depth + 1);
+  }
+}
+
+// An old-style stream and single tables, to which the value words point.
+void FilePlaces::AddJpeg(const FileDirectory& directory, const std::string& name) {
+  const FileEntry* const stream = directory.Find(513);
+  const FileEntry* const length = directory.Find(514);
+  if (stream != nullptr && length != nullptr) {
+    Add(stream->word, length->word, name + ".513");
+  }
+  constexpr uint32_t kQuantizationBytes = 64;
+  constexpr uint32_t kCountBytes = 16; // of a Huffman table; its values follow
+  for (const auto& [tag, bytes] :
+       {std::pair<uint16_t, uint32_t>{519, kQuantizationBytes}, {520, kCountBytes}, {521, kCountBytes}}) {
+    const FileEntry* const table = directory.Find(tag);
+    if (table != nullptr && table->count == 1) {
+      Add(table->word, bytes, name + "." + std::to_string(tag));
+      Add(table->word + bytes, tag == 519 ? 0 : 1, name + "." + std::to_string(tag) + ".values");
+    }
   }
 }
 

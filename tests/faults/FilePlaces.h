@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/FileDirectory.h"
 #include "support/TiffBuilder.h"
 
 class FilePlaces {
@@ -27,6 +28,7 @@ private:
   uint32_t AddDirectory(const FileBytes& file, uint32_t offset, const std::string& name, int depth);
   void AddChildren(const FileBytes& file, const std::string& name, uint16_t tag, uint32_t count, uint32_t wordAt,
                    int depth);
+  void AddJpeg(const FileDirectory& directory, const std::string& name);
   void AddPieces(const FileBytes& file, const std::string& name, uint32_t directory);
   void Add(uint32_t offset, uint32_t bytes, const std::string& name);
 

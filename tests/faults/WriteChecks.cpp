@@ -18,20 +18,6 @@ std::vector<uint32_t> OffsetsOf(const WalkedFile& file) {
   return offsets;
 }
 
-// The places that the words of the chain lead to, whatever stands in the directories otherwise.
-std::vector<uint32_t> LinkedOffsets(const FileBytes& file) {
-  constexpr size_t kMostPages = 20;
-  const FileOrder order = file.at(0) == 'I' ? FileOrder::kLittle : FileOrder::kBig;
-  std::vector<uint32_t> offsets;
-  uint32_t offset = GetU32(file, 4, order);
-  while (offset >= 8 && offset + 6 <= file.size() && offsets.size() < kMostPages) {
-    offsets.push_back(offset);
-    const size_t next = offset + 2 + size_t{12} * GetU16(file, offset, order);
-    offset = next + 4 <= file.size() ? GetU32(file, next, order) : 0;
-  }
-  return offsets;
-}
-
 // Once the header has gone out a new file is removed by way of its page, which has to have a directory for that: a file
 // that ends before its first next word stays.
 bool EndsBeforeDirectory(const FileBytes& file) {
@@ -78,6 +64,19 @@ void ExpectTakenBack(const SweepOutcome& outcome, Where where) {
 const char* NameOfPlace(Where where) {
   constexpr const char* kNames[] = {"new file", "append", "insert", "replace"};
   return kNames[static_cast<int>(where)];
+}
+
+std::vector<uint32_t> LinkedOffsets(const FileBytes& file) {
+  constexpr size_t kMostPages = 20;
+  const FileOrder order = file.at(0) == 'I' ? FileOrder::kLittle : FileOrder::kBig;
+  std::vector<uint32_t> offsets;
+  uint32_t offset = GetU32(file, 4, order);
+  while (offset >= 8 && offset + 6 <= file.size() && offsets.size() < kMostPages) {
+    offsets.push_back(offset);
+    const size_t next = offset + 2 + size_t{12} * GetU16(file, offset, order);
+    offset = next + 4 <= file.size() ? GetU32(file, next, order) : 0;
+  }
+  return offsets;
 }
 
 OldPages::OldPages(const FileBytes& file, size_t most, size_t edited) {

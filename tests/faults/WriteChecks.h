@@ -18,6 +18,9 @@ private:
   std::vector<std::pair<uint32_t, uint8_t>> places_;
 };
 
+// The places that the words of the chain lead to, whatever stands in the directories otherwise.
+std::vector<uint32_t> LinkedOffsets(const FileBytes& file);
+
 // After an edit of a page: unless the one write that moves it was cut, the chain leads to the other pages, and to the
 // page at its old place or at a new one.
 void ExpectChainUnharmed(const SweepOutcome& outcome, uint32_t page);

@@ -90,3 +90,27 @@ const ToldCodes kPatchCodes = {
     {kSeeks, "skip.new.entry.*", {kPasses}, Aftermath::kDiffers},
     {kSeeks | kWrites, "new.word.*", {kPasses}, Aftermath::kDiffers},
 };
+
+const ToldCodes kCompactCodes = {
+    // The source.
+    {kOpens, "open.read", {kResultOpenFailed}},
+    {kSeeks, "seek.end*", {kPasses}},
+    {kSeeks, "header", {kResultNotTiff}, Aftermath::kSame, {kResultNotTiff, kPasses}},
+    {kReads, "header", {kResultNotTiff}},
+    {kSeeks, "p1.count", {kResultSeekFailed}, Aftermath::kSame, {}, 1},
+    {kReads, "p1.count", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+    {kSeeks | kReads, "p*.count", {kResultDirectoryUnreadable}},
+    {kReads, "p*.entry.*", {kResultDirectoryUnreadable}},
+    {kReads, "p*.next", {kPasses}, Aftermath::kDiffers}, // the last page, then
+    {kAllocs, "DirectoryTree*", {kResultDirectoryUnreadable}},
+    {kAllocs, "TagAccess*", {kResultDirectoryUnreadable}},
+    {kAllocs, "TagBlocks*", {kResultDirectoryUnreadable}},
+    {kSeeks | kReads, "p*.*", {kResultDirectoryUnreadable}},
+    // The target.
+    {kOpens, "to:open.create", {kResultCreateFailed}},
+    {kAllocs, "Tree*", {kResultNoMemory}},
+    {kSeeks, "to:new*.279", {kResultWriteFailed}}, // the table of byte counts
+    {kSeeks, "to:new*.325", {kResultWriteFailed}},
+    {kWrites, "to:*", {kResultWriteFailed}},
+    {kSeeks, "to:*", {kResultSeekFailed}},
+};

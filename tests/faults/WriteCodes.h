@@ -8,3 +8,4 @@ const ToldCodes* CodesOfPlace(Where where);
 extern const ToldCodes kSaveCodes;             // the save drivers
 extern const ToldCodes kWrittenDirectoryCodes; // the directory writer
 extern const ToldCodes kPatchCodes;            // strip tables that are patched in the end
+extern const ToldCodes kCompactCodes;          // the pages of one file into another: "to:" before places of the other
