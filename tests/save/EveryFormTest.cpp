@@ -252,6 +252,38 @@ TEST_P(EveryForm, SmallDepthsTakeNoPredictor) {
   }
 }
 
+TEST_P(EveryForm, AppendedOneBehindTheOther) {
+  KernelGuard guard;
+  TempFile file;
+  FileBytes expected;
+  size_t link = 4;
+  uint32_t index = 0;
+  const Form forms[] = {{3, PageCoding::kNone}, {17, PageCoding::kLzw}, {87, PageCoding::kPackBits}};
+  for (const Kind& kind : kKinds) {
+    const Form& form = forms[index % 3];
+    const uint32_t tile = index % 2 == 0 ? 0 : 16;
+    RowService service = Service(kind);
+    SaveJob job(form.format, static_cast<int32_t>(kind.bits), &service, file.Name());
+    job.request.flags = index == 0 ? 0 : kSaveRequestAppend;
+    job.options.flags = kSaveDropGrayPalette | (GetParam() == FileOrder::kBig ? uint32_t{kSaveBigEndian} : 0u) |
+                        (tile != 0 ? uint32_t{kSaveTiles} : 0u);
+    job.options.tileWidth = job.options.tileHeight = tile;
+    ASSERT_EQ(job.Run(), kResultOk);
+    PageForm tags = Tags(form, kind, tile);
+    tags.subfileType = 2;
+    tags.pageIndex = index;
+    const WrittenPage page = Page(tags, Pixels(form, kind, tile).Pieces(Rows(kind)));
+    if (index == 0) {
+      expected = NewFile(GetParam(), page);
+    } else {
+      AppendPage(expected, GetParam(), page, link);
+    }
+    link = GetU32(expected, link, GetParam()) + 2 + (page.tags.size() + 2) * 12;
+    ++index;
+  }
+  EXPECT_EQ(expected, file.Read());
+}
+
 // The Exif directory of a page without comments.
 FileBytes ExifDirectory(FileOrder order) {
   FileBytes bytes;
