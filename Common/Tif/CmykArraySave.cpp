@@ -145,7 +145,10 @@ int32_t TIFInterleaveRowSource(BitmapHandle*, BitmapHandle* descriptor, void* ro
       return result;
     }
   }
-  const auto pixels = static_cast<uint32_t>(AtLeastZero(context->bitmap->width));
+  // The buffers have room for the rows of the first plane.
+  const int32_t delivered = descriptor->width;
+  const int32_t planeWidth = context->bitmap->width;
+  const auto pixels = static_cast<uint32_t>(AtLeastZero(std::min(delivered, planeWidth)));
   TIFInterleavePlanes(static_cast<uint8_t*>(rowBuffer), context->planeRows, context->planeCount, pixels,
                       static_cast<uint32_t>(context->bitsPerPixel));
   return kResultOk;

@@ -209,6 +209,146 @@ TEST(CmykArray, CompressedPages) {
   EXPECT_EQ(probe.Ink(3), Counting(4, 30));
 }
 
+// Every form that is decoded here: what comes is worked out from the samples, for chunky words by the step of two words
+// a sample from the row's place in its strip.
+struct InkForm {
+  uint16_t compression;
+  uint16_t bits;
+  uint32_t inks;
+  bool planar;
+  FileOrder order;
+};
+
+constexpr uint32_t kFormWidth = 6;
+constexpr uint32_t kFormHeight = 5;
+constexpr uint32_t kFormStripRows = 2;
+
+uint32_t FormSample(uint32_t ink, uint32_t x, uint32_t y, uint32_t bits) {
+  const uint32_t value = ink * 40 + x * 5 + y * 31;
+  return bits == 8 ? value & 0xFF : (value * 259 + 7) & 0xFFFF;
+}
+
+void PutSample(FileBytes& bytes, uint32_t sample, uint32_t bits, FileOrder order) {
+  if (bits == 16 && order == FileOrder::kBig) {
+    bytes.push_back(static_cast<uint8_t>(sample >> 8));
+  }
+  bytes.push_back(static_cast<uint8_t>(sample));
+  if (bits == 16 && order == FileOrder::kLittle) {
+    bytes.push_back(static_cast<uint8_t>(sample >> 8));
+  }
+}
+
+// Codes of 9 bits, which suffice for these few bytes: a clear, the bytes, the end.
+FileBytes PackLzw(const FileBytes& plain) {
+  FileBytes bytes;
+  uint32_t bits = 0;
+  uint32_t count = 0;
+  const auto put = [&](uint32_t code) {
+    bits = bits << 9 | code;
+    for (count += 9; count >= 8; count -= 8) {
+      bytes.push_back(static_cast<uint8_t>(bits >> (count - 8)));
+    }
+  };
+  put(256);
+  for (uint8_t byte : plain) {
+    put(byte);
+  }
+  put(257);
+  bytes.push_back(static_cast<uint8_t>(bits << (8 - count)));
+  return bytes;
+}
+
+FileBytes PackRows(const FileBytes& plain, size_t rowBytes) {
+  FileBytes bytes;
+  for (size_t at = 0; at < plain.size(); at += rowBytes) {
+    bytes.push_back(static_cast<uint8_t>(rowBytes - 1));
+    bytes.insert(bytes.end(), plain.begin() + static_cast<ptrdiff_t>(at),
+                 plain.begin() + static_cast<ptrdiff_t>(at + rowBytes));
+  }
+  return bytes;
+}
+
+// The rows of some inks of one strip, uncompressed.
+FileBytes FormStrip(const InkForm& form, uint32_t firstInk, uint32_t inks, uint32_t strip) {
+  FileBytes plain;
+  for (uint32_t y = strip * kFormStripRows; y < std::min((strip + 1) * kFormStripRows, kFormHeight); ++y) {
+    for (uint32_t x = 0; x < kFormWidth; ++x) {
+      for (uint32_t ink = firstInk; ink < firstInk + inks; ++ink) {
+        PutSample(plain, FormSample(ink, x, y, form.bits), form.bits, form.order);
+      }
+    }
+  }
+  return plain;
+}
+
+FileBytes FormFile(const InkForm& form) {
+  constexpr uint32_t kStrips = (kFormHeight + kFormStripRows - 1) / kFormStripRows;
+  const uint32_t inksInRow = form.planar ? 1 : form.inks;
+  const size_t rowBytes = size_t{kFormWidth} * inksInRow * form.bits / 8;
+  std::vector<FileBytes> strips;
+  for (uint32_t ink = 0; ink < form.inks; ink += inksInRow) {
+    for (uint32_t strip = 0; strip < kStrips; ++strip) {
+      const FileBytes plain = FormStrip(form, ink, inksInRow, strip);
+      strips.push_back(form.compression == 5       ? PackLzw(plain)
+                       : form.compression == 32773 ? PackRows(plain, rowBytes)
+                                                   : plain);
+    }
+  }
+  TiffDirectory page = Page(kFormWidth, kFormHeight, std::vector<uint16_t>(form.inks, form.bits), 5, form.compression);
+  page.Strips(strips).Short(278, {kFormStripRows}).Short(284, {static_cast<uint16_t>(form.planar ? 2 : 1)});
+  if (form.inks == 5) {
+    page.Short(338, {0});
+  }
+  return FileOf(page, form.order);
+}
+
+FileBytes FormInk(const InkForm& form, uint32_t ink) {
+  FileBytes expected;
+  for (uint32_t y = 0; y < kFormHeight; ++y) {
+    const uint32_t strip = y / kFormStripRows;
+    const uint32_t rows = std::min(kFormStripRows, kFormHeight - strip * kFormStripRows);
+    for (uint32_t x = 0; x < kFormWidth; ++x) {
+      uint32_t pixel = (y - strip * kFormStripRows) * kFormWidth + x;
+      if (form.bits == 16 && !form.planar) {
+        pixel += x;
+      }
+      // Behind the rows of the strip: the last strip is short, but the buffer is that of a whole one.
+      const bool inside = pixel < rows * kFormWidth;
+      const bool inBuffer = pixel < kFormStripRows * kFormWidth;
+      uint32_t row = strip * kFormStripRows + pixel / kFormWidth;
+      if (!inside && inBuffer && strip > 0) {
+        row -= kFormStripRows; // what the buffer held before
+      }
+      const uint32_t sample = inBuffer ? FormSample(ink, pixel % kFormWidth, row, form.bits) : 0;
+      PutSample(expected, sample, form.bits, form.order);
+    }
+  }
+  return expected;
+}
+
+TEST(CmykArray, EveryFormThatIsDecodedHere) {
+  for (const uint16_t compression : {uint16_t{1}, uint16_t{5}, uint16_t{32773}}) {
+    for (const uint16_t bits : {uint16_t{8}, uint16_t{16}}) {
+      for (const uint32_t inks : {4u, 5u}) {
+        for (const bool planar : {false, true}) {
+          for (const FileOrder order : {FileOrder::kLittle, FileOrder::kBig}) {
+            const InkForm form = {compression, bits, inks, planar, order};
+            SCOPED_TRACE(std::to_string(compression) + ", " + std::to_string(bits) + " bits, " + std::to_string(inks) +
+                         (planar ? " planes" : " samples") + (order == FileOrder::kBig ? ", big-endian" : ""));
+            ArrayProbe probe(FormFile(form), static_cast<int32_t>(inks), kFormWidth, kFormHeight, bits,
+                             size_t{kFormWidth} * bits / 8);
+            ASSERT_EQ(probe.Load(), 1);
+            ASSERT_EQ(probe.rows.calls.size(), size_t{inks} * kFormHeight);
+            for (uint32_t ink = 0; ink < inks; ++ink) {
+              ASSERT_EQ(probe.Ink(ink), FormInk(form, ink)) << "ink " << ink;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(CmykArray, Tiles) {
   TiffDirectory page = Page(3, 1, {8, 8, 8, 8}, 5);
   page.Short(322, {2}).Short(323, {1}).Tiles({{1, 2, 3, 4, 5, 6, 7, 8}, {9, 10, 11, 12, 0, 0, 0, 0}});

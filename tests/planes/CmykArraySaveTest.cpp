@@ -558,6 +558,20 @@ TEST(CmykArrayBounds, PlanesUnlikeTheFirst) {
   }
 }
 
+// The row service's description tells how many pixels of the rows are taken; one wider than the planes is cut to them.
+TEST(CmykArrayBounds, TheWidthOfTheRowsIsTheDescriptors) {
+  for (const int32_t width : {0, -5, 7, 12, 1000000}) {
+    ArraySave save(4, 12, 1, 8, kPlainCmyk);
+    save.source.Descriptor().width = width;
+    save.source.pixelsDelivered = 12;
+    EXPECT_EQ(save.Run(), 1);
+    FileBytes expected = InterleavedRows(4, 12, 0, 1, 8);
+    const auto taken = static_cast<size_t>(std::clamp(width, 0, 12));
+    std::fill(expected.begin() + static_cast<ptrdiff_t>(taken * 4), expected.end(), uint8_t{0});
+    EXPECT_EQ(PageTags(save.file).Strips().at(0), expected) << width;
+  }
+}
+
 TEST(CmykArrayBounds, OneTwoAndManyPlanes) {
   for (uint32_t planes : {1u, 2u, 3u, 16u, 17u, 40u}) {
     for (uint32_t planar : {0u, 2u}) {

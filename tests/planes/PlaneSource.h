@@ -49,7 +49,8 @@ public:
   }
 
   int32_t startResult = 1;
-  int rowsUntilRefusal = -1; // -1: never
+  int32_t pixelsDelivered = -1; // -1: the descriptor's width
+  int rowsUntilRefusal = -1;    // -1: never
   int32_t refusal = 0;
   int starts = 0, rows = 0, ends = 0;
   int32_t bitsAsked = 0;
@@ -92,7 +93,8 @@ private:
     EXPECT_LT(plane, current->pointers_.size());
     const auto size = static_cast<size_t>(current->bits_ / 8);
     auto* const out = static_cast<uint8_t*>(rowBuffer);
-    for (int32_t x = 0; x < descriptor->width; ++x) {
+    const int32_t pixels = current->pixelsDelivered >= 0 ? current->pixelsDelivered : int32_t{descriptor->width};
+    for (int32_t x = 0; x < pixels; ++x) {
       const uint32_t sample = SampleAt(plane, x, rowIndex, current->bits_);
       std::memcpy(out + static_cast<size_t>(x) * size, &sample, size);
     }
