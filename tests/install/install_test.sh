@@ -22,10 +22,12 @@ cc -std=c11 "$source/examples/roundtrip.c" -o "$folder/roundtrip" $(pkg-config -
   -Wl,-rpath,"$libraries"
 
 "$source/scripts/make-demo-tiff.py" "$folder/pages.tif"
-tiffcp -c none "$folder/pages.tif,0" "$folder/page.tif"
 for example in "$folder/consumer/roundtrip" "$folder/roundtrip"; do
-  "$example" "$folder/page.tif" "$folder/saved.tif"
-  tiffcmp -t "$folder/page.tif" "$folder/saved.tif"
+  for page in 0 1 2 4; do # colours, a palette, deep grey, bilevel
+    tiffcp -c none "$folder/pages.tif,$page" "$folder/page.tif"
+    "$example" "$folder/page.tif" "$folder/saved.tif"
+    tiffcmp -t "$folder/page.tif" "$folder/saved.tif"
+  done
   if "$example" "$folder/missing.tif" "$folder/never.tif" 2>/dev/null; then
     echo "a missing file was not refused"
     exit 1
