@@ -23,6 +23,8 @@ struct LoadInput {
   int32_t page = 0;
   uint32_t flags = 0;
   uint32_t directoryOffset = 0;
+  int32_t regionTop = 0;
+  int32_t regionRows = 0;           // 0: the whole page
   const ToldCodes* first = nullptr; // looked at before the others
 };
 
@@ -43,7 +45,7 @@ struct RowTaker {
   }
 };
 
-int32_t Load(const LoadInput& input, SweepCall& call) {
+int32_t Load(const LoadInput& input, SweepCall& call, int32_t* warning) {
   BitmapHandle bitmap = {};
   krnBitmapInit(&bitmap, kBitmapHandleSize, input.width, input.height, input.depth);
   FileOptions options = {};
@@ -58,26 +60,20 @@ int32_t Load(const LoadInput& input, SweepCall& call) {
   request.fileInfo = &info;
   request.fileOptions = &options;
   request.truncationStatus = 1;
+  request.regionEnabled = input.regionRows != 0 ? 1 : 0;
+  request.regionTop = input.regionTop;
+  request.regionWidth = request.viewWidth = input.width;
+  request.regionHeight = input.regionRows;
+  request.viewHeight = input.height;
   request.rowCallback = RowTaker::Take;
   request.rowCallbackData = reinterpret_cast<intptr_t>(&taker);
   const int32_t result = call.Enter("fltLoad", "fltLoadTIF") ? fltLoadTIF(&request) : fltLoad(&request);
+  *warning = request.truncationStatus;
   if (result == kResultOk) {
-    call.See(request.truncationStatus);
+    call.See(*warning);
   }
   krnGlobalFree(bitmap.lookupTable, __LINE__, "LoadSweepTest"); // the bitmap's owner frees it
   return result;
-}
-
-void SweepLoad(const LoadInput& input) {
-  Sweep sweep;
-  sweep.name = "load " + input.name;
-  sweep.file = input.file;
-  if (input.first != nullptr) {
-    sweep.told.push_back(input.first);
-  }
-  sweep.told.insert(sweep.told.end(), {input.pixels, &kOpenCodes, &kLoadParserCodes, &kLoadDriverCodes});
-  sweep.run = [&input](SweepCall& call) { return Load(input, call); };
-  RunSweep(sweep);
 }
 
 // An uncompressed strip of which nothing comes fails; one that comes in part is filled up with zeros, for a warning.
@@ -86,6 +82,27 @@ const ToldCodes kStoredPixels = {
     {kReadFails, "p*.data*", {kResultReadFailed}},
     {kReadShort, "p*.data*", {kPasses}, Aftermath::kDiffers},
 };
+void SweepLoad(const LoadInput& input) {
+  Sweep sweep;
+  sweep.name = "load " + input.name;
+  sweep.file = input.file;
+  if (input.first != nullptr) {
+    sweep.told.push_back(input.first);
+  }
+  sweep.told.insert(sweep.told.end(), {input.pixels, &kOpenCodes, &kLoadParserCodes, &kLoadDriverCodes});
+  int32_t warning = 0;
+  sweep.run = [&](SweepCall& call) { return Load(input, call, &warning); };
+  sweep.check = [&](const SweepOutcome& outcome) {
+    EXPECT_TRUE(outcome.exists && outcome.after == outcome.before) << "the file has changed, after " << outcome.place;
+    // Rows that were filled up are warned of.
+    const bool cut = outcome.fault.kind == FaultKind::kShortRead || outcome.fault.kind == FaultKind::kCutRead;
+    if (cut && !outcome.failed && input.pixels == &kStoredPixels && PlaceMatches("p*.data*", outcome.place.c_str())) {
+      EXPECT_EQ(warning, kResultReadFailed) << "after " << outcome.place;
+    }
+  };
+  RunSweep(sweep);
+}
+
 const ToldCodes kLzwPixels = {
     {kSeeks, "p*.data*", {kResultSeekFailed}},
     {kReadFails | kReadsOne, "p*.data*", {kResultReadFailed}}, // a strip of less than two bytes is none
@@ -158,6 +175,21 @@ void SweepWritten(const WrittenKind& kind, const ToldCodes& pixels, const ToldCo
 TEST(LoadSweep, StoredPages) {
   for (const WrittenKind& kind : kStoredKinds) {
     SweepWritten(kind, kStoredPixels, kind.tile != 0 ? &kTilePixels : nullptr);
+  }
+}
+
+TEST(LoadSweep, Regions) {
+  for (const FileOrder order : kBothOrders) {
+    const WrittenKind kind = {"rows 5 to 12", kFormatUncompressed, 48, 0, 0};
+    LoadInput input = {WithOrder(kind.name, order),
+                       WrittenFile(kind, order),
+                       kWrittenWidth,
+                       kWrittenHeight,
+                       kind.bits,
+                       &kStoredPixels};
+    input.regionTop = 5;
+    input.regionRows = 8;
+    SweepLoad(input);
   }
 }
 

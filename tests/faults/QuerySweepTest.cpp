@@ -194,6 +194,59 @@ TEST(QuerySweep, RawPages) {
   }
 }
 
+// Pages are counted from the current directory. Strips of a page of several are left out when they cannot be loaded.
+TEST(QuerySweep, RawPagesBehindTheFirst) {
+  const ToldCodes told = {
+      {kSeeks, "skip.p*.next", {kResultSeekFailed}},
+      {kReads, "p1.next", {kResultReadFailed}},
+      {kReads, "p3.next", {kPasses, kResultReadFailed}},
+      {kReads, "p2.next", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+      {kReads, "p2.next", {kPasses}},
+      {kSeeks, "p3.entry.254", {kResultSeekFailed}}, // back from the end of the chain
+      {kSeeks, "p2.count", {kResultSeekFailed}, Aftermath::kSame, {}, 1},
+      {kReads, "p2.count", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+      {kSeeks, "p3.count", {kResultSeekFailed}, Aftermath::kSame, {}, 1},
+      {kReads, "p3.count", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+  };
+  const ToldCodes values = {
+      {kAllocs, "RawPages*", {kResultNoMemory}},
+      {kAllocs, "TagBlocks", {kResultRefused}},   // the text
+      {kAllocs, "TagBlocks.2", {kResultRefused}}, // the byte counts
+      {kAllocs, "TagBlocks*", {kPasses}, Aftermath::kDiffers},
+      {kSeeks | kReads, "p*.273", {kPasses}, Aftermath::kDiffers},
+      {kSeeks | kReads, "p*.data*", {kPasses}, Aftermath::kDiffers},
+      {kSeeks | kReads, "p*.*", {kResultRefused}},
+  };
+  const ToldCodes second = {
+      {kReads, "p2.next", {kPasses}}, // of the page itself
+  };
+  const ToldCodes planes = {
+      {kAllocs, "TagBlocks.3", {kResultRefused}}, // behind depths and byte counts the two resolutions
+      {kAllocs, "TagBlocks.4", {kResultRefused}},
+  };
+  const ToldCodes counts = {
+      {kAllocs, "TagBlocks*", {kResultRefused}}, // one of the two count tables, or the text
+  };
+  for (const FileOrder order : kBothOrders) {
+    SweepQuery(
+        WithOrder("raw page 2", order), ThreePages(order), {&second, &told, &kRawPageCodes, &values, &kOpenCodes},
+        [](SweepCall& call) { return RawPages(call, 2, false); }, false);
+    SweepQuery(
+        WithOrder("raw page, the last", order), ThreePages(order), {&told, &kRawPageCodes, &values, &kOpenCodes},
+        [](SweepCall& call) { return RawPages(call, 0xFFFFFFFFu, true); }, false);
+    SweepQuery(
+        WithOrder("raw page, planes", order), PlanarFile(order), {&planes, &kRawPageCodes, &values, &kOpenCodes},
+        [](SweepCall& call) { return RawPages(call, 1, true); }, false);
+    SweepQuery(
+        WithOrder("raw page, tiles", order), TiledFile(order), {&counts, &kRawPageCodes, &values, &kOpenCodes},
+        [](SweepCall& call) { return RawPages(call, 1, true); }, false);
+    SweepQuery(
+        WithOrder("raw page, JPEG stream", order), JpegStreamFile(order),
+        {&counts, &kRawPageCodes, &values, &kOpenCodes}, [](SweepCall& call) { return RawPages(call, 1, false); },
+        false);
+  }
+}
+
 TEST(QuerySweep, RawPagesWithAllThatHangsFromThem) {
   for (const FileOrder order : kBothOrders) {
     SweepQuery(
