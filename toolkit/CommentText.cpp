@@ -341,11 +341,7 @@ void CommentSettings::Add(const CommentRow& row, std::string_view text) {
 std::string FormatComment(const CommentRow& row, std::span<const uint8_t> bytes, std::string_view reference,
                           size_t most) {
   if (std::optional<std::string> text = FormatForm(FormOf(row).form, bytes, reference)) {
-    if (most != 0 && text->size() > most) {
-      text->resize(most);
-      text->append("...");
-    }
-    return *text;
+    return CutText(std::move(*text), most);
   }
   std::string text = FormatValue(row.type, static_cast<uint32_t>(bytes.size() / ElementSize(row.type)), bytes, most);
   if (row.repeatable) {

@@ -23,21 +23,15 @@ void ReplaceAll(std::string& text, std::string_view what, char with) {
 
 constexpr char kMarks[] = {'d', '\'', '"'};
 
-// The many signs of degrees, minutes and seconds brought to the three of kMarks.
+// The many signs of degrees, minutes and seconds brought to the three of kMarks, and the minus sign to the hyphen.
 std::string WithPlainMarks(std::string_view text) {
   constexpr struct {
     std::string_view written;
     char mark;
-  } kWritten[] = {{"\xC2\xB0", 'd'},
-                  {"\xC2\xBA", 'd'},
-                  {"deg", 'd'},
-                  {"\xE2\x80\xB2", '\''},
-                  {"\xE2\x80\x99", '\''},
-                  {"min", '\''},
-                  {"\xE2\x80\xB3", '"'},
-                  {"\xE2\x80\x9D", '"'},
-                  {"''", '"'},
-                  {"sec", '"'}};
+  } kWritten[] = {{"\xC2\xB0", 'd'},      {"\xC2\xBA", 'd'},      {"deg", 'd'},
+                  {"\xE2\x80\xB2", '\''}, {"\xE2\x80\x99", '\''}, {"min", '\''},
+                  {"\xE2\x80\xB3", '"'},  {"\xE2\x80\x9D", '"'},  {"''", '"'},
+                  {"sec", '"'},           {"\xE2\x88\x92", '-'}};
   std::string plain(text);
   for (const auto& row : kWritten) {
     ReplaceAll(plain, row.written, row.mark);

@@ -74,6 +74,7 @@ JpegMarkers::JpegMarkers(const std::string& file) {
   if (NextCode(stream.get(), file) != kSoi) {
     Refuse(file, "no JPEG file, or one whose markers are damaged");
   }
+  constexpr size_t kMostBytes = 256 << 20; // more than any picture has
   std::vector<uint8_t> segments;
   bool exif = false;
   for (int code; (code = NextCode(stream.get(), file)) != kSos && code != kEoi;) {
@@ -81,6 +82,9 @@ JpegMarkers::JpegMarkers(const std::string& file) {
       continue;
     }
     exif |= IsExif(code, segments, TakeSegment(stream.get(), code, file, segments));
+    if (segments.size() > kMostBytes) {
+      Refuse(file, "its markers don't end");
+    }
   }
   if (!exif) {
     Refuse(file, "it holds no Exif segment");

@@ -229,11 +229,7 @@ std::string FormatValue(uint16_t type, uint32_t count, std::span<const uint8_t> 
     while (!text.empty() && text.back() == '\0') {
       text.pop_back();
     }
-    if (most != 0 && text.size() > most) {
-      text.resize(most);
-      text += "...";
-    }
-    return text;
+    return CutText(std::move(text), most);
   }
   std::string text;
   for (size_t i = 0; i < there; ++i) {
@@ -246,6 +242,20 @@ std::string FormatValue(uint16_t type, uint32_t count, std::span<const uint8_t> 
     text += FormatElement(type, bytes.data() + i * size);
   }
   return text;
+}
+
+std::string CutText(std::string text, size_t most) {
+  if (most == 0 || text.size() <= most) {
+    return text;
+  }
+  const auto isInside = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+  constexpr size_t kLongestCharacter = 4;
+  size_t end = most;
+  while (end > 0 && most - end < kLongestCharacter && isInside(text[end])) {
+    --end;
+  }
+  text.resize(end);
+  return text + "...";
 }
 
 } // namespace toolkit

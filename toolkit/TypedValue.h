@@ -26,4 +26,8 @@ TypedValue ParseTypedValue(std::string_view text);
 // The other way. Long values are cut at about `most` characters, with the number of elements; 0 cuts nothing.
 std::string FormatValue(uint16_t type, uint32_t count, std::span<const uint8_t> bytes, size_t most);
 
+// A text of more than `most` bytes becomes one of about as many, with "..." behind it; characters of UTF-8 stay whole.
+// 0 cuts nothing.
+std::string CutText(std::string text, size_t most);
+
 } // namespace toolkit

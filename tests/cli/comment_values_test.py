@@ -1,5 +1,6 @@
 """The values of comments as a user writes and sees them, and Exif taken over from a JPEG file."""
 
+import json
 import struct
 import unittest
 
@@ -134,6 +135,20 @@ class Values(ToolTest):
         self.assertEqual(done.returncode, 0)
         self.assertIn("exif and exif-ycbcr alone", done.stderr)
         self.assertEqual(self.ok("comment", "get", "b.tif", "Artist"), "someone\n")
+
+
+    def test_a_damaged_reference_hides_nothing(self):
+        self.exif_file("--comment", "GPSLatitude=48.8584N", "--comment", "GPSLongitude=2.5E")
+        data = bytearray(get("a.tif"))
+        at = data.index(struct.pack("<HHI", 1, ASCII, 2))
+        data[at:at + 8] = struct.pack("<HHI", 1, SHORT, 2)
+        put("a.tif", bytes(data))
+        done = self.run_tool("comment", "list", "a.tif", "--json")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("comment 42: -140", done.stderr)
+        listed = {c["name"]: c.get("text") for c in json.loads(done.stdout)["comments"]}
+        self.assertEqual(listed["GPSLatitude"], "48°51'30.24\"")
+        self.assertEqual(listed["GPSLongitude"], "2°30'0\"E")
 
 
 class ExifOfJpeg(ToolTest):

@@ -207,6 +207,9 @@ TEST(CommentPlaces, HemispheresAreToldByLetterOrSignOrNotAtAll) {
     return values.size() == 2 ? static_cast<char>(values[1].value.bytes[0]) : '-';
   };
   EXPECT_EQ(hemisphere(kCommentGPSLatitude, "-33.5"), 'S');
+  EXPECT_EQ(hemisphere(kCommentGPSLatitude, "\xE2\x88\x92"
+                                            "33.5"),
+            'S');
   EXPECT_EQ(hemisphere(kCommentGPSLatitude, "+33.5"), 'N');
   EXPECT_EQ(hemisphere(kCommentGPSLatitude, "33.5"), '-');
   EXPECT_EQ(hemisphere(kCommentGPSLongitude, "-33.5"), 'W');
@@ -293,6 +296,12 @@ TEST(FormatComment, CutsLongValues) {
   EXPECT_EQ(toolkit::FormatComment(Row(kCommentUserComment),
                                    {reinterpret_cast<const uint8_t*>(text.data()), text.size()}, "", 5),
             "aaaaa...");
+  const std::string wide = std::string(8, '\0') + "aaaa\xC3\xB6"
+                                                  "bbbb";
+  EXPECT_EQ(toolkit::FormatComment(Row(kCommentUserComment),
+                                   {reinterpret_cast<const uint8_t*>(wide.data()), wide.size()}, "", 5),
+            "aaaa...")
+      << "not inside a character";
 }
 
 // What is shown of numbers sets the same bytes again.

@@ -69,10 +69,19 @@ toolkit::TypedValue ValueOf(const toolkit::CommentRow& row, const std::vector<ui
   return {row.type, static_cast<uint32_t>(bytes.size() / size), bytes};
 }
 
+// The value of a comment, or nothing when it is not there or cannot be read.
+std::optional<std::vector<uint8_t>> Look(const CommentArguments& arguments, uint32_t number) {
+  try {
+    return toolkit::GetComment(arguments.file, arguments.page, number);
+  } catch (const toolkit::Failure&) {
+    return std::nullopt;
+  }
+}
+
 // The hemisphere that goes with a position; empty when the page tells none.
 std::string ReferenceText(const CommentArguments& arguments, const toolkit::CommentRow& row) {
   const std::optional<uint32_t> reference = toolkit::ReferenceOf(row);
-  const auto bytes = reference ? toolkit::GetComment(arguments.file, arguments.page, *reference) : std::nullopt;
+  const auto bytes = reference ? Look(arguments, *reference) : std::nullopt;
   return bytes ? toolkit::FormatComment(*toolkit::FindComment(*reference), *bytes, "", 0) : "";
 }
 
@@ -162,7 +171,7 @@ void WarnOfWhatWasNotTaken(const CommentArguments& arguments, const std::vector<
     if (row.repeatable || row.number == kCommentMakerNote) {
       continue; // held together with others, or in a form of its own
     }
-    const auto bytes = toolkit::GetComment(arguments.file, arguments.page, row.number);
+    const auto bytes = Look(arguments, row.number);
     if (!bytes || WithoutEndingNuls(*bytes) != WithoutEndingNuls(value.value.bytes)) {
       ReportWarning(arguments.file + ": comment set: the page has not taken " + std::string(row.name) +
                     (bytes ? ", which is " + TextOf(arguments, row, *bytes, kShownCharacters) : ""));
