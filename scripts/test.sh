@@ -19,7 +19,7 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1}
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1}"
 
 [ $# -gt 0 ] || set -- release sanitize m32 fuzz
-passed=0 failed=0
+passed=0 failed=0 faults=0
 for build in "$@"; do
   echo "== $build: building"
   cmake --preset "$build" >/dev/null
@@ -32,8 +32,14 @@ for build in "$@"; do
   rm -f "$log"
   read -r bad all <<<"${total:-1 1}"
   failed=$((failed + bad)) passed=$((passed + all - bad))
+  folder=build
+  [ "$build" = release ] || folder=build-$build
+  injected=$(awk '/^injected faults: [0-9]+$/ {n += $3} END {print n + 0}' "$folder/Testing/Temporary/LastTest.log")
+  echo "== $build: $injected faults injected"
+  faults=$((faults + injected))
   [ "$status" = 0 ] || [ "$bad" -gt 0 ] || failed=$((failed + 1))
 done
+echo "injected faults: $faults"
 echo "test programs: $passed passed, $failed failed"
 echo "$passed passed, $failed failed"
 [ "$failed" = 0 ]

@@ -2,7 +2,6 @@
 
 #include "faults/FaultRuns.h"
 
-#include <cstdio>
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -13,15 +12,6 @@ namespace {
 
 constexpr uint64_t kMostCalls = 20000; // an operation that needs more never ends
 constexpr const char* kKindNames[] = {"allocation", "open", "read", "short read", "seek", "write", "short write"};
-
-uint64_t faultsStruck = 0;
-
-class PrintAtEnd : public testing::Environment {
-public:
-  void TearDown() override { std::printf("injected faults: %llu\n", static_cast<unsigned long long>(faultsStruck)); }
-};
-
-const testing::Environment* const printAtEnd = testing::AddGlobalTestEnvironment(new PrintAtEnd);
 
 // One call with the fault in place. `struck` tells whether the call came as far.
 int32_t RunOnce(const FaultedOperation& operation, const FaultCase& fault, const char16_t* name, bool& struck) {
@@ -61,8 +51,7 @@ int32_t RunOnce(const FaultedOperation& operation, const FaultCase& fault, const
 
 } // namespace
 
-uint64_t RunWithFaults(const FaultedOperation& operation) {
-  uint64_t faults = 0;
+void RunWithFaults(const FaultedOperation& operation) {
   for (int kind = 0; kind < static_cast<int>(std::size(kKindNames)); ++kind) {
     for (const bool persistent : {false, true}) {
       bool struck = true;
@@ -80,17 +69,11 @@ uint64_t RunWithFaults(const FaultedOperation& operation) {
         }
         const bool exists = file->Exists();
         operation.check(fault, result, exists, exists ? file->Read() : FileBytes{});
-        faults += struck ? 1 : 0;
         if (testing::Test::HasFailure() || nth > kMostCalls) {
           EXPECT_LE(nth, kMostCalls);
-          return faults;
+          return;
         }
       }
     }
   }
-  return faults;
-}
-
-void CountFaults(uint64_t faults) {
-  faultsStruck += faults;
 }

@@ -28,8 +28,4 @@ struct FaultedOperation {
   std::function<void(const FaultCase& fault, int32_t result, bool exists, const FileBytes& after)> check;
 };
 
-// Returns the number of faults that struck.
-uint64_t RunWithFaults(const FaultedOperation& operation);
-
-// Prints the number in all at the end of the program.
-void CountFaults(uint64_t faults);
+void RunWithFaults(const FaultedOperation& operation);

@@ -3,6 +3,7 @@
 #include "support/KernelGuard.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sstream>
 #include <string>
 
@@ -15,6 +16,19 @@ int32_t DescribeBlock(const void*, size_t bytes, int32_t line, const char* sourc
   text << "\n  " << bytes << " bytes from " << sourceModule << ":" << line;
   return 1;
 }
+
+uint64_t injectedFaults = 0; // faults that were set and struck, each counted once
+
+class TellFaultsAtEnd : public testing::Environment {
+public:
+  void TearDown() override {
+    if (injectedFaults != 0) {
+      std::printf("injected faults: %llu\n", static_cast<unsigned long long>(injectedFaults));
+    }
+  }
+};
+
+const testing::Environment* const tellFaultsAtEnd = testing::AddGlobalTestEnvironment(new TellFaultsAtEnd);
 
 } // namespace
 
@@ -84,6 +98,7 @@ uint64_t IoFaults::Calls(IoCall call) const {
 bool IoFaults::Strikes(IoCall call) {
   Plan& plan = plans_[static_cast<int>(call)];
   ++plan.calls;
+  injectedFaults += plan.calls == plan.nth ? 1 : 0;
   return plan.nth != 0 && (plan.calls == plan.nth || (plan.calls > plan.nth && plan.span == FaultSpan::kFromThenOn));
 }
 
@@ -132,6 +147,7 @@ AllocFaults::~AllocFaults() {
 int32_t AllocFaults::Ask(size_t, int32_t, const char*, void* self) {
   auto& faults = *static_cast<AllocFaults*>(self);
   ++faults.calls_;
+  injectedFaults += faults.calls_ == faults.nth_ ? 1 : 0;
   const bool strikes = faults.nth_ != 0 && (faults.calls_ == faults.nth_ ||
                                             (faults.calls_ > faults.nth_ && faults.span_ == FaultSpan::kFromThenOn));
   return strikes ? 0 : 1;
