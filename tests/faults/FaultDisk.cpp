@@ -142,7 +142,7 @@ uint32_t FaultDisk::Read(VxFileHandle handle, void* buffer, uint32_t n, void* se
   const uint64_t left = from->position < bytes.size() ? bytes.size() - from->position : 0;
   const auto moved = static_cast<uint32_t>(std::min<uint64_t>(left, allowed));
   if (moved != 0) {
-    std::memcpy(buffer, bytes.data() + from->position, moved);
+    std::memcpy(buffer, bytes.data() + static_cast<size_t>(from->position), moved);
   }
   from->position += moved;
   return moved;
@@ -170,10 +170,11 @@ uint32_t FaultDisk::Write(VxFileHandle handle, const void* buffer, uint32_t n, v
     return 0;
   }
   FileBytes& bytes = disk.files_[to->file].bytes;
-  if (bytes.size() < to->position + allowed) {
-    bytes.resize(to->position + allowed);
+  const auto at = static_cast<size_t>(to->position);
+  if (bytes.size() < at + allowed) {
+    bytes.resize(at + allowed);
   }
-  std::memcpy(bytes.data() + to->position, buffer, allowed);
+  std::memcpy(bytes.data() + at, buffer, allowed);
   to->position += allowed;
   return allowed;
 }
