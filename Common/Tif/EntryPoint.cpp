@@ -24,7 +24,8 @@ const void* TIFModuleInstance() {
 
 #if defined(_WIN32)
 
-extern "C" __declspec(dllexport) int __stdcall DllMain(void* instance, unsigned long reason, void*);
+// The C run-time's start code calls it by this name: it is not exported, so that ordinal 9 stays empty.
+extern "C" int __stdcall DllMain(void* instance, unsigned long reason, void*);
 
 int __stdcall DllMain(void* instance, unsigned long reason, void*) {
   return TIFEntryPoint(instance, static_cast<TifAttachReason>(reason));

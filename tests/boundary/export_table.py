@@ -4,15 +4,18 @@
     export_table.py SOURCE_FOLDER MODULE_DEFINITION LIBRARY [NM]
 
 The library must make exactly the listed names visible, as functions, and need nothing but its own platform libraries
-and the language's run-time.
+and the language's run-time. In a Windows library each name stands under its ordinal besides.
 """
 import pathlib
 import re
 import subprocess
 import sys
 
+from pe_tables import PeFile
+
 ALLOWED_LIBRARIES = re.compile(
     r"lib(vxkernel|vxfax|stdc\+\+|gcc_s|c|m|asan|ubsan|dl|pthread)\.so(\.\d+)*$|ld-linux[-\w.]*\.so\.\d+$")
+ALLOWED_ON_WINDOWS = re.compile(r"libvx(kernel|fax)\.dll$|(kernel32|msvcrt)\.dll$", re.IGNORECASE)
 
 
 def exports_list(path):
@@ -48,6 +51,21 @@ def needed_libraries(library):
     return re.findall(r"\(NEEDED\).*\[(.*)\]", output)
 
 
+def check_elf(library, nm, names, expect):
+    symbols = visible_symbols(nm, library)
+    expect("visible names", sorted(name for _, name in symbols), names)
+    expect("kinds of visible names", {kind for kind, _ in symbols}, {"T"})
+    expect("libraries needed besides", [n for n in needed_libraries(library) if not ALLOWED_LIBRARIES.match(n)], [])
+
+
+def check_windows(library, exports, expect):
+    file = PeFile(library)
+    visible = file.exports()
+    expect("ordinals and names of the library", sorted((e.ordinal, e.name) for e in visible), sorted(exports.items()))
+    expect("exports that are no functions", [e.name for e in visible if not e.is_code], [])
+    expect("libraries needed besides", [n for n in file.libraries() if not ALLOWED_ON_WINDOWS.match(n)], [])
+
+
 def main():
     source, definition, library = map(pathlib.Path, sys.argv[1:4])
     nm = sys.argv[4] if len(sys.argv) > 4 else "nm"
@@ -63,10 +81,10 @@ def main():
     expect("names of the list", len(set(names)), 41)
     expect("module definition", module_definition(definition), exports)
     expect("declarations of the headers", sorted(declarations(source / "include" / "vxtif")), names)
-    symbols = visible_symbols(nm, library)
-    expect("visible names", sorted(name for _, name in symbols), names)
-    expect("kinds of visible names", {kind for kind, _ in symbols}, {"T"})
-    expect("libraries needed besides", [n for n in needed_libraries(library) if not ALLOWED_LIBRARIES.match(n)], [])
+    if library.suffix == ".dll":
+        check_windows(library, exports, expect)
+    else:
+        check_elf(library, nm, names, expect)
     for finding in findings:
         print(finding)
     print(f"{len(exports)} exports, {len(findings)} findings")
