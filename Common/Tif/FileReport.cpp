@@ -341,6 +341,7 @@ int32_t fltInfoTIF(FilterInfoRequest* request) {
   }
   report.controlFlags = request->infoControl == nullptr ? 0 : request->infoControl->flags;
   report.file.fileHandle = request->fileHandle;
+  krnFileRenewBudget(request->fileHandle); // the caller may have kept it open over many calls
   const bool explicitStart = (report.options.flags & kReadUseDirectoryOffset) != 0;
   const int32_t header = TIFReadHeader(&report.file, explicitStart ? report.options.directoryOffset : 0);
   if (header != kResultOk) {

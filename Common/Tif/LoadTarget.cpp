@@ -64,9 +64,22 @@ int32_t OpenWide(PageLoad* load) {
   return result;
 }
 
+// The stored size is a claim of the file: beyond what a large plan takes it has to be in proportion to the bitmap.
+bool IsInProportion(const TifPage* page, const BitmapHandle* bitmap) {
+  constexpr uint64_t kPlanPixels = 32u << 20;
+  constexpr uint64_t kMostReduction = 64;
+  const uint64_t shown = bitmap->width > 0 && bitmap->height > 0
+                             ? static_cast<uint64_t>(bitmap->width) * static_cast<uint64_t>(bitmap->height)
+                             : 0;
+  return uint64_t{page->private50235First} * page->private50235Second <= kPlanPixels + kMostReduction * shown;
+}
+
 int32_t OpenStoredSize(PageLoad* load) {
   const TifPage* const page = load->page;
   load->target.receiver = TIFStoreRows;
+  if (!IsInProportion(page, load->request->bitmap)) {
+    return kResultNoMemory;
+  }
   return CreateTemporary(&load->target, load->request->bitmap, TIFSaturateI32(page->private50235First),
                          TIFSaturateI32(page->private50235Second), 1, kOrderRedFirst);
 }

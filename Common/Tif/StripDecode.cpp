@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "Tif/PackBitsStrip.h"
+#include "Tif/PageLayout.h"
 #include "Tif/Siblings.h"
 #include "Tif_lzw/LzwCodec.h"
 #include "Tifutil/Predictor.h"
@@ -20,6 +21,21 @@ namespace {
 // LZW rows are decoded in runs of about this size, so that the predictor finds them in the cache.
 constexpr uint32_t kLzwRunBytes = 64 * 1024;
 
+// A decoder's buffer is as large as its strip says it is, up to here without a question. No honest strip is larger than
+// its file or takes twice the bytes of its rows; of one that says so, the rows come out of the first buffer all the
+// same.
+constexpr uint32_t kUnquestionedBytes = 64u << 20;
+
+// Moves the file's position.
+uint32_t CodecBufferBytes(VxFileHandle file, const TifPage* page, uint32_t bytes) {
+  if (bytes <= kUnquestionedBytes) {
+    return bytes;
+  }
+  const uint64_t decoded = TIFTileRowBytes(page) * static_cast<uint64_t>(std::max<int32_t>(page->rowsPerStrip, 0));
+  const uint64_t most = std::min<uint64_t>(2 * decoded, krnFileSeek(file, 0, kKrnSeekEnd));
+  return static_cast<uint32_t>(std::min<uint64_t>(bytes, std::max<uint64_t>(most, kUnquestionedBytes)));
+}
+
 void FreeCodecBuffer(TifPage* page) {
   TIFFree(page->codecBuffer);
   page->codecBuffer = nullptr;
@@ -31,10 +47,10 @@ int32_t AllocCodecBuffer(TifPage* page, uint32_t bytes) {
   return page->codecBuffer == nullptr ? kResultNoMemory : kResultOk;
 }
 
-int32_t StartLzw(VxFileHandle file, TifLoadContext* context, uint32_t bytes) {
+int32_t StartLzw(VxFileHandle file, TifLoadContext* context, uint32_t bytes, uint32_t bufferBytes) {
   TifPage* const page = context->page;
   context->lzwState = nullptr;
-  if (AllocCodecBuffer(page, bytes) != kResultOk) {
+  if (AllocCodecBuffer(page, bufferBytes) != kResultOk) {
     return kResultNoMemory;
   }
   page->codecFile = file;
@@ -48,8 +64,8 @@ int32_t StartLzw(VxFileHandle file, TifLoadContext* context, uint32_t bytes) {
   return kResultOk;
 }
 
-int32_t StartPackBits(VxFileHandle file, TifPage* page, uint32_t bytes) {
-  if (TIFAllocPackBitsBuffer(page, bytes) != kResultOk) {
+int32_t StartPackBits(VxFileHandle file, TifPage* page, uint32_t bytes, uint32_t bufferBytes) {
+  if (TIFAllocPackBitsBuffer(page, bufferBytes) != kResultOk) {
     return kResultNoMemory;
   }
   page->codecFile = file;
@@ -156,18 +172,19 @@ int32_t DecodeBySibling(const StripPiece* piece, TifLoadContext* context) {
 } // namespace
 
 int32_t TIFStartStrip(VxFileHandle file, TifLoadContext* context, uint64_t offset, uint32_t bytes) {
+  TifPage* const page = context->page;
+  const uint32_t bufferBytes = page->compression == kCompressionNone ? bytes : CodecBufferBytes(file, page, bytes);
   if (offset > UINT32_MAX || TIFSeek(file, static_cast<uint32_t>(offset), kKrnSeekSet) != offset) {
     return kResultSeekFailed;
   }
-  TifPage* const page = context->page;
   switch (page->compression) {
   case kCompressionLzw:
-    return StartLzw(file, context, bytes);
+    return StartLzw(file, context, bytes, bufferBytes);
   case kCompressionPackBits:
-    return StartPackBits(file, page, bytes);
+    return StartPackBits(file, page, bytes, bufferBytes);
   case kCompressionDeflate:
   case kCompressionDeflateOld:
-    return StartDeflate(file, page, bytes);
+    return StartDeflate(file, page, bufferBytes);
   default:
     return kResultOk;
   }

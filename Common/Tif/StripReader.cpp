@@ -22,6 +22,13 @@ constexpr uint64_t kBandMargin = 3;
 // kernel reads such a run straight into the band buffer.
 constexpr uint64_t kRunBytes = 128 * 1024;
 
+// What the rows of tiles, and samples that are dropped, may add to the pixels of a page: so many times the pixels, and
+// what the file can decode to, for narrow images in wide tiles. No decoder here gives more than 2730 bytes for one.
+constexpr uint64_t kMostRowShare = 16;
+constexpr uint64_t kMostExpansion = 2730;
+constexpr uint64_t kFewSpareBytes = 4u << 20;
+constexpr uint64_t kMostSpareBytes = 1u << 30;
+
 struct BandBuffer {
   uint8_t* rows;
   uint64_t rowBytes; // all tiles of a row
@@ -258,6 +265,23 @@ int32_t ReadBands(const StripReadJob* job, const BandBuffer* buffer) {
   return kResultOk;
 }
 
+// Whether rows of `rowBytes` bytes are in proportion to the page and its file, so that a small file cannot have rows of
+// absurd size cleared, decoded and thrown away one after the other.
+bool IsInProportion(const StripReadJob* job, uint64_t rowBytes) {
+  constexpr uint64_t kDeepestPixel = 64;
+  const TifPage* const page = job->page;
+  const auto length = static_cast<uint64_t>(page->imageLength);
+  const uint64_t bits =
+      std::clamp<uint64_t>(page->bitsPerPixel < 1 ? 1 : static_cast<uint64_t>(page->bitsPerPixel), 1, kDeepestPixel);
+  const uint64_t pixelBytes = (bits * static_cast<uint64_t>(page->imageWidth) + 7) / 8;
+  if (rowBytes <= kMostRowShare * pixelBytes + kFewSpareBytes / length) {
+    return true;
+  }
+  const uint32_t end = krnFileSeek(job->file, 0, kKrnSeekEnd); // every strip begins with a seek of its own
+  const uint64_t spare = std::min(kFewSpareBytes + end * kMostExpansion, kMostSpareBytes);
+  return rowBytes <= kMostRowShare * pixelBytes + spare / length;
+}
+
 // A temporary bitmap of 32-bit grey learns the range that its rows had.
 void StoreRange(const StripReadJob* job) {
   if (job->target->order == kOrderGray && job->target->bitsPerPixel == 32) {
@@ -280,6 +304,9 @@ int32_t TIFReadStrips(const StripReadJob* job) {
     return kResultNoMemory;
   }
   buffer.rowBytes = buffer.tilesAcross * job->rowSize;
+  if (!IsInProportion(job, buffer.rowBytes)) {
+    return kResultNoMemory;
+  }
   buffer.rowCount = static_cast<uint32_t>(page->rowsPerStrip);
   int32_t result = AllocBand(job, &buffer);
   if (result != kResultOk) {

@@ -131,6 +131,7 @@ int32_t MakePalette(const TifFile* file, TifPage* page, uint32_t* count, VxGloba
 } // namespace
 
 int32_t Vx_GetTIFPage(TifFile* file, uint32_t page, TifDirectory** block, uint32_t* layoutFlags) {
+  krnFileRenewBudget(file->fileHandle); // the caller may have kept it open over many calls
   uint32_t reached = 0;
   const int32_t result = TIFSeekPage(file, page, file->directoryOffset, &reached, PageSearch::kStrict);
   if (result != kResultOk) {

@@ -1,7 +1,8 @@
 // A directory held in memory. See the header.
 //
 // A file may name the same directory twice, or make it its own child; so the way down is remembered and the number of
-// directories bounded by what the file has room for. Honest trees, however nested, stay far below both bounds.
+// directories bounded by what the file has room for. Values may share their bytes, so what is loaded is bounded by the
+// file's size too. Honest trees, however nested, stay far below all bounds.
 
 #include "tif_com/DirectoryTree.h"
 
@@ -19,6 +20,7 @@ namespace {
 
 constexpr uint32_t kDeepestDirectory = 32;       // levels below the directory that was asked for
 constexpr uint32_t kSmallestDirectoryBytes = 18; // count word, one entry, next word
+constexpr uint64_t kRoomBesideFile = 128u << 20; // for records, and for values that share their bytes
 constexpr uint32_t kMostJpegTables = 4;
 // Tables are read with this size whatever their tag: enough for the largest, and it must all lie within the file.
 constexpr uint32_t kJpegTableBytes = 272;
@@ -33,6 +35,7 @@ struct TreeReader {
   TifFile* file;
   SeveralStrips severalStrips;
   uint32_t directoriesLeft;
+  uint64_t room;  // bytes that may still be loaded
   uint32_t depth; // valid steps of `path`
   PathStep path[kDeepestDirectory + 1];
 };
@@ -40,11 +43,6 @@ struct TreeReader {
 enum class Outcome { kKeep, kDrop, kFail }; // what becomes of a record, and of the directory with it
 
 TifDirectory* ReadDirectory(TreeReader* reader, uint32_t offset, TifDirKind kind);
-
-uint32_t DirectoriesInFile(const TifFile* file) {
-  const uint32_t bytes = krnFileSeek(file->fileHandle, 0, kKrnSeekEnd);
-  return std::max(bytes / kSmallestDirectoryBytes, 1u);
-}
 
 bool IsOnPath(const TreeReader* reader, uint32_t offset, TifDirKind kind) {
   for (uint32_t i = 0; i < reader->depth; ++i) {
@@ -66,7 +64,7 @@ void FreeChildren(TifDirectory** children, uint32_t count, TifDirKind kind) {
 bool ReadSubDirectoryArray(TreeReader* reader, TifTagRecord* record) {
   const uint32_t count = record->count;
   const uint32_t place = record->value;
-  if (count > reader->directoriesLeft) {
+  if (count > reader->directoriesLeft || !TIFTakeRoom(&reader->room, uint64_t{count} * sizeof(TifDirectory*), 1)) {
     return false;
   }
   auto* const children = static_cast<TifDirectory**>(TIFAlloc(count, sizeof(TifDirectory*)));
@@ -107,11 +105,12 @@ Outcome ReadSubDirectory(TreeReader* reader, TifTagRecord* record, TifDirKind ch
   }
   // A maker note of a form of its own: kept as it is.
   const bool loaded =
+      TIFTakeRoom(&reader->room, record->count, 1) &&
       TIFLoadTagBlock(reader->file, kTypeUndefined, record->count, record->value, record->count, record) != 0;
   return loaded ? Outcome::kKeep : Outcome::kFail;
 }
 
-Outcome LoadJpegTables(const TifFile* file, TifTagRecord* record) {
+Outcome LoadJpegTables(TreeReader* reader, TifTagRecord* record) {
   if (record->count > kMostJpegTables) {
     return Outcome::kFail;
   }
@@ -119,7 +118,8 @@ Outcome LoadJpegTables(const TifFile* file, TifTagRecord* record) {
     return Outcome::kKeep;
   }
   constexpr uint32_t kSizes[kMostJpegTables] = {kJpegTableBytes, kJpegTableBytes, kJpegTableBytes, kJpegTableBytes};
-  const bool loaded = TIFLoadTagBlocks(file, record, kSizes, kTypeUndefined, 1) == kResultOk;
+  const bool loaded = TIFTakeRoom(&reader->room, uint64_t{kJpegTableBytes} * record->count, record->count) &&
+                      TIFLoadTagBlocks(reader->file, record, kSizes, kTypeUndefined, 1) == kResultOk;
   return loaded ? Outcome::kKeep : Outcome::kFail;
 }
 
@@ -128,7 +128,8 @@ Outcome LoadRecord(TreeReader* reader, TifTagRecord* record, TifDirKind kind, bo
   switch (TIFClassifyTag(record, nullptr, kind, &childKind)) {
   case kTagClassBlock: {
     const uint64_t bytes = TIFValueBytes(record->type, record->count);
-    const bool loaded = TIFLoadTagBlock(reader->file, record->type, record->count, record->value, bytes, record) != 0;
+    const bool loaded = TIFTakeRoom(&reader->room, bytes, 1) &&
+                        TIFLoadTagBlock(reader->file, record->type, record->count, record->value, bytes, record) != 0;
     return loaded ? Outcome::kKeep : Outcome::kFail;
   }
   case kTagClassSubDirectory:
@@ -137,17 +138,19 @@ Outcome LoadRecord(TreeReader* reader, TifTagRecord* record, TifDirKind kind, bo
     *hasJpegStream = true;
     return Outcome::kKeep;
   case kTagClassJpegTable:
-    return LoadJpegTables(reader->file, record);
+    return LoadJpegTables(reader, record);
   default:
     return Outcome::kKeep;
   }
 }
 
 // The entries at the current position, just behind the count word, as records with nothing loaded.
-TifDirectory* ReadRecords(TifFile* file) {
+TifDirectory* ReadRecords(TreeReader* reader) {
+  TifFile* const file = reader->file;
   TifDirEntry* entries = nullptr;
   uint32_t next = 0;
-  if (TIFLoadEntries(file, 0, 0, &entries, nullptr, &next) != kResultOk) {
+  if (!TIFTakeRoom(&reader->room, uint64_t{file->entryCount} * sizeof(TifTagRecord), 1) ||
+      TIFLoadEntries(file, 0, 0, &entries, nullptr, &next) != kResultOk) {
     return nullptr;
   }
   TifDirectory* const directory = TIFNewDirectory(file->entryCount);
@@ -186,14 +189,14 @@ TifDirectory* ReadDirectoryBody(TreeReader* reader, uint32_t offset, TifDirKind 
   if (TIFReadDirectoryHeader(file, offset) != kResultOk || file->entryCount == 0) {
     return nullptr;
   }
-  TifDirectory* const directory = ReadRecords(file);
+  TifDirectory* const directory = ReadRecords(reader);
   if (directory == nullptr) {
     return nullptr;
   }
   bool hasJpegStream = false;
   const bool read = LoadRecords(reader, directory, kind, &hasJpegStream) &&
-                    (hasJpegStream ? TIFLoadJpegStream(file, directory)
-                                   : TIFLoadStrips(file, directory, kind, reader->severalStrips));
+                    (hasJpegStream ? TIFLoadJpegStream(file, directory, &reader->room)
+                                   : TIFLoadStrips(file, directory, kind, reader->severalStrips, &reader->room));
   if (!read) {
     TIFFreeDirectory(directory, kind);
     return nullptr;
@@ -224,7 +227,9 @@ TifDirectory* ReadTree(TifFile* file, TifDirKind kind, SeveralStrips severalStri
   TreeReader reader = {};
   reader.file = file;
   reader.severalStrips = severalStrips;
-  reader.directoriesLeft = DirectoriesInFile(file);
+  const uint32_t fileBytes = krnFileSeek(file->fileHandle, 0, kKrnSeekEnd);
+  reader.directoriesLeft = std::max(fileBytes / kSmallestDirectoryBytes, 1u);
+  reader.room = kRoomBesideFile + fileBytes;
   return ReadDirectory(&reader, file->directoryOffset, kind);
 }
 

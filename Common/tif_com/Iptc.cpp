@@ -111,9 +111,7 @@ void GatherLater(Gather* gather, const uint8_t* data, uint64_t length) {
   gather->written += take + 1;
 }
 
-int32_t GatherValue(uint8_t*, uint8_t* data, int64_t* length, uint8_t**, void* context) {
-  auto* gather = static_cast<Gather*>(context);
-  const auto bytes = static_cast<uint32_t>(*length);
+void GatherValue(Gather* gather, const uint8_t* data, uint32_t bytes) {
   const bool isFirst = gather->written == 0; // also behind values that were empty
   if (gather->buffer == nullptr) {
     gather->written += isFirst ? bytes : bytes + 1;
@@ -123,16 +121,6 @@ int32_t GatherValue(uint8_t*, uint8_t* data, int64_t* length, uint8_t**, void* c
   } else {
     GatherLater(gather, data, bytes);
   }
-  return kResultOk;
-}
-
-// Moves everything behind the data down over the set, and lets the scan go on where the set began.
-int32_t CutValue(uint8_t* start, uint8_t* data, int64_t* length, uint8_t** end, void*) {
-  uint8_t* behind = data + *length;
-  krnMemMove(start, behind, static_cast<size_t>(*end - behind));
-  *end -= behind - start;
-  *length = start - data;
-  return kResultOk;
 }
 
 const IptcRow* FindRow(uint32_t comment) {
@@ -167,6 +155,58 @@ int32_t ReadSetHead(uint8_t* set, const uint8_t* end, uint8_t** data, int64_t* l
     *length = LoadU32BE(set + kSetHead);
   }
   return *data >= end ? kResultTypeNotAllowed : kResultOk;
+}
+
+// Gathers the values of a row. 1; -140, -16 for a malformed stream. A data set that is not repeatable ends the walk.
+int32_t GatherSets(const IptcRow& row, uint8_t* set, const uint8_t* end, Gather* gather) {
+  do {
+    uint8_t* data = nullptr;
+    int64_t length = 0;
+    const int32_t head = ReadSetHead(set, end, &data, &length);
+    if (head != kResultOk) {
+      return head;
+    }
+    const int64_t held = std::min<int64_t>(length, end - data);
+    if (set[1] == row.record && set[2] == row.dataSet) {
+      GatherValue(gather, data, static_cast<uint32_t>(held));
+      if (!row.repeatable) {
+        return kResultOk;
+      }
+    } else if (length > held) {
+      return kResultOk; // runs out of the block: nothing can follow
+    }
+    set = data + held;
+  } while (end - set > static_cast<int64_t>(kSetHead));
+  return kResultOk;
+}
+
+// Takes the data sets of a row out of a block; its new end. What lies behind a damaged set, or behind the one of a row
+// that is not repeatable, stays. Each byte moves once, however many sets go.
+uint8_t* CutSets(const IptcRow& row, uint8_t* block, uint8_t* end) {
+  uint8_t* kept = block; // the end of what stays, up to `set`
+  uint8_t* set = block;
+  do {
+    uint8_t* data = nullptr;
+    int64_t length = 0;
+    if (ReadSetHead(set, end, &data, &length) != kResultOk) {
+      break;
+    }
+    const bool goes = set[1] == row.record && set[2] == row.dataSet;
+    if (!goes && length > end - data) {
+      break; // runs out of the block: nothing can follow
+    }
+    uint8_t* const behind = data + std::min<int64_t>(length, end - data);
+    if (!goes) {
+      krnMemMove(kept, set, static_cast<size_t>(behind - set));
+      kept += behind - set;
+    }
+    set = behind;
+    if (goes && !row.repeatable) {
+      break;
+    }
+  } while (end - set > static_cast<int64_t>(kSetHead));
+  krnMemMove(kept, set, static_cast<size_t>(end - set));
+  return kept + (end - set);
 }
 
 // The old block of the page with room for `more` bytes and a pad; null with 1 when the page has none.
@@ -278,39 +318,14 @@ int32_t TIFBuildIptcBlock(TifCommentBlock* comments, uint8_t** block, uint32_t* 
   return kResultOk;
 }
 
-int32_t TIFScanIptc(uint32_t comment, uint8_t* buffer, uint8_t** end, IptcCallback callback, void* context) {
+int32_t TIFGatherIptcComment(uint32_t comment, uint8_t* block, uint32_t blockBytes, uint8_t* buffer,
+                             uint32_t bufferSize) {
   const IptcRow* row = FindRow(comment);
   if (row == nullptr) {
     return kResultInvalidParameter;
   }
-  uint8_t* set = buffer;
-  do {
-    uint8_t* data = nullptr;
-    int64_t length = 0;
-    const int32_t head = ReadSetHead(set, *end, &data, &length);
-    if (head != kResultOk) {
-      return head;
-    }
-    if (set[1] == row->record && set[2] == row->dataSet) {
-      length = std::min<int64_t>(length, *end - data);
-      const int32_t result = callback(set, data, &length, end, context);
-      if (result != kResultOk || !row->repeatable) {
-        return result;
-      }
-    }
-    if (length > *end - data) {
-      return kResultOk; // runs out of the block: nothing can follow
-    }
-    set = data + length;
-  } while (*end - set > static_cast<int64_t>(kSetHead));
-  return kResultOk;
-}
-
-int32_t TIFGatherIptcComment(uint32_t comment, uint8_t* block, uint32_t blockBytes, uint8_t* buffer,
-                             uint32_t bufferSize) {
   Gather gather = {buffer, bufferSize, 0};
-  uint8_t* end = block + blockBytes;
-  const int32_t result = TIFScanIptc(comment, block, &end, GatherValue, &gather);
+  const int32_t result = GatherSets(*row, block, block + blockBytes, &gather);
   return result == kResultOk ? static_cast<int32_t>(gather.written) : result;
 }
 
@@ -320,7 +335,7 @@ uint32_t TIFRemoveIptcComments(TifCommentBlock* comments, uint8_t* block, uint32
     TifComment slot = comments->slots[row.comment];
     uint32_t pieces = 0;
     if (TIFCheckIptcComment(row, &slot, &pieces)) {
-      TIFScanIptc(row.comment, block, &end, CutValue, nullptr); // a damaged block keeps what cannot be walked
+      end = CutSets(row, block, end);
     }
     comments->slots[row.comment] = slot;
   }

@@ -10,16 +10,8 @@
 // value of full length is taken off the slot.
 bool TIFCheckIptcComment(const IptcRow& row, TifComment* slot, uint32_t* pieces);
 
-// Called for each data set of a comment: its start, its data, their length, the end of the block. The callback may move
-// things and say so through `length` (the scan goes on at data + length) and `end`. 1 to go on.
-using IptcCallback = int32_t (*)(uint8_t* start, uint8_t* data, int64_t* length, uint8_t** end, void* context);
-
-// Walks the block. 1; -13 for a number that is no IPTC comment; -140, -16 for a malformed stream; or what the callback
-// gave. A data set that is not repeatable ends the walk.
-int32_t TIFScanIptc(uint32_t comment, uint8_t* buffer, uint8_t** end, IptcCallback callback, void* context);
-
 // The comment's values into the buffer, several of them joined by kIptcSeparator; a null buffer asks for the size. The
-// size or a failure's code.
+// size; -13 for a number that is no IPTC comment; -140, -16 for a malformed stream.
 int32_t TIFGatherIptcComment(uint32_t comment, uint8_t* block, uint32_t blockBytes, uint8_t* buffer,
                              uint32_t bufferSize);
 

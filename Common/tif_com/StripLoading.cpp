@@ -35,6 +35,14 @@ bool HoldsLongs(const TifTagRecord* record) {
   return TIFTypeSize(record->type) == sizeof(uint32_t);
 }
 
+uint64_t SumOf(const TifTagRecord* counts) {
+  uint64_t sum = 0;
+  for (uint32_t i = 0; i < counts->count; ++i) {
+    sum += LoadU32LE(static_cast<const uint8_t*>(counts->data) + size_t{4} * i);
+  }
+  return sum;
+}
+
 // Whether the tree writer makes the same bytes of strips that it finds in the file as of loaded ones. It brings 16-bit
 // samples into the target's order either way, and no others. Only the loading takes offsets for 32-bit words whatever
 // their type.
@@ -44,11 +52,11 @@ bool GoOutAsLoaded(const TifFile* file, TifDirectory* directory, const TifTagRec
 }
 
 bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagRecord* counts, uint32_t width,
-                       bool leave) {
+                       bool leave, uint64_t* room) {
   if ((counts->storage & kStorageKindMask) != kStorageBlock || counts->count != offsets->count) {
     return false; // two SHORT byte counts stand inline and end here too
   }
-  if (HoldsLongs(counts) && !leave) {
+  if (HoldsLongs(counts) && !leave && TIFTakeRoom(room, SumOf(counts), counts->count)) {
     // Strips that cannot be loaded stay in the file, where the tree writer fetches them.
     (void)TIFLoadTagBlocks(file, offsets, static_cast<const uint32_t*>(counts->data), SwapTypeOfWidth(width), width);
   }
@@ -57,17 +65,19 @@ bool LoadSeveralStrips(const TifFile* file, TifTagRecord* offsets, const TifTagR
 
 } // namespace
 
-bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory) {
+bool TIFLoadJpegStream(const TifFile* file, TifDirectory* directory, uint64_t* room) {
   const TifTagRecord* const length = Find(directory, kTagJpegInterchangeFormatLength);
   TifTagRecord* const stream = Find(directory, kTagJpegInterchangeFormat);
   if (length == nullptr || stream == nullptr) {
     return true;
   }
   stream->count = length->value;
-  return TIFLoadTagBlock(file, kTypeUndefined, stream->count, stream->value, stream->count, stream) != 0;
+  return TIFTakeRoom(room, stream->count, 1) &&
+         TIFLoadTagBlock(file, kTypeUndefined, stream->count, stream->value, stream->count, stream) != 0;
 }
 
-bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind, SeveralStrips several) {
+bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind, SeveralStrips several,
+                   uint64_t* room) {
   if (kind != kDirMain && kind != kDirMainLike) {
     return true;
   }
@@ -79,10 +89,11 @@ bool TIFLoadStrips(const TifFile* file, TifDirectory* directory, TifDirKind kind
   const uint32_t width = TIFSampleBytes(directory);
   if (offsets->count != 1) {
     const bool leave = several == SeveralStrips::kLeaveWherePossible && GoOutAsLoaded(file, directory, offsets, width);
-    return LoadSeveralStrips(file, offsets, counts, width, leave);
+    return LoadSeveralStrips(file, offsets, counts, width, leave, room);
   }
   const uint32_t byteCount = counts->value;
-  return TIFLoadTagBlock(file, SwapTypeOfWidth(width), byteCount / width, offsets->value, byteCount, offsets) != 0;
+  return TIFTakeRoom(room, byteCount, 1) &&
+         TIFLoadTagBlock(file, SwapTypeOfWidth(width), byteCount / width, offsets->value, byteCount, offsets) != 0;
 }
 
 uint32_t TIFSampleBytes(TifDirectory* directory) {

@@ -51,7 +51,8 @@ VX_API int32_t krnWriteError(int32_t code);
 VX_API int32_t krnFileDelete(const char16_t* name);
 
 /* Gives the handle a fresh budget of reads, seeks and bytes (see limits.h), and forgets what is buffered, so that
-   changes by other processes are seen: for hosts that keep a handle open over many calls. */
+   changes by other processes are seen: for hosts that keep a handle open over many calls. The filter does it itself at
+   the start of each call on a handle that its caller opened. */
 VX_API void krnFileRenewBudget(VxFileHandle handle);
 
 /* A block of memory as a file handle that works with all calls above. Mode kKrnMemFileRead reads `size` bytes at

@@ -21,11 +21,12 @@ constexpr uint64_t kGiB = 1024 * kMiB;
 // Budgets. The densest honest file is a chain of directories of one entry (18 bytes): 57 of them in a KiB, each passed
 // with two reads and two seeks; and a table of SHORTs read one at a time, 512 reads in a KiB. 1024 operations a KiB
 // allow for both, twice. The base is for what does not depend on the size, and is small enough that 1 KiB of looping
-// chain, all of it in the buffer at some 20 ns an operation, is done with within a few milliseconds. `most` ends large
-// hostile files: 16 million reads that each miss the buffer take some 6 seconds.
+// chain is done with within a few milliseconds, and within some 30 when every turn writes a page (a compaction). `most`
+// ends large hostile files: 8 million operations, each of which misses the buffer or is answered by a write, take some
+// 5 seconds; a million pages are counted with 2 million of them and compacted with 6 million.
 // Bytes: an honest operation reads a file once or twice; strips that share their bytes are the exception that the
 // factor per KiB allows for. Half a gibibyte is what the slowest decoder gets through within 10 seconds. Files that are
-// larger themselves may be read four times over.
+// larger themselves may be read three times over.
 constexpr bool kWideAddresses = sizeof(void*) > 4;
 constexpr uint64_t kBytesPerKiBDecoded = 2730 * kKiB;
 
@@ -35,9 +36,9 @@ constexpr KrnLimits kDefaultLimits = {
     .pixelBytes = kWideAddresses ? 16 * kGiB : kGiB,
     .openHandles = 512,
     .reserved = 0,
-    .reads = {64 * kKiB, 1024, 16 * kMiB, 0},
-    .seeks = {64 * kKiB, 1024, 16 * kMiB, 0},
-    .bytesRead = {2 * kMiB, kMiB, 512 * kMiB, 4 * kKiB},
+    .reads = {32 * kKiB, 1024, 8 * kMiB, 0},
+    .seeks = {32 * kKiB, 1024, 8 * kMiB, 0},
+    .bytesRead = {2 * kMiB, kMiB, 512 * kMiB, 3 * kKiB},
 };
 
 } // namespace
