@@ -29,7 +29,7 @@ constexpr const char* kForms =
     "  numbers       100 or, where there are several, 100,200\n"
     "  fractions     1/125, 0.008, -1/3; FNumber also f/2.8, lengths and times with mm, m, s\n"
     "  dates         2024-01-31 23:59:59, 2024-01-31T23:59:59 or 2024:01:31 23:59:59;\n"
-    "                IPTC times need their zone: 23:59:59+01:00\n"
+    "                IPTC times need their zone: 23:59:59+01:00; GPSTimeStamp is UTC: 12:34:56.25\n"
     "  positions     48.8584N, -33.5, 48 51 30.24 N, 48\xC2\xB0"
     "51'30.24\"N, 48/1,51/1,3024/100;\n"
     "                a letter or a sign sets the reference as well\n"
