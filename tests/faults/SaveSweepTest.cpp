@@ -8,6 +8,7 @@
 #include "faults/WriteCodes.h"
 #include "metadata/CommentInput.h"
 #include "metadata/MarkerInput.h"
+#include "support/FileDirectory.h"
 
 namespace {
 
@@ -119,6 +120,39 @@ void SweepSave(const SaveKind& kind, const std::vector<const ToldCodes*>& more =
 TEST(SaveSweep, Pages) {
   for (const SaveKind& kind : kSaveKinds) {
     SweepSave(kind);
+  }
+}
+
+// Before a page that is named by its offset: the word that leads to it is searched from the header, and what fails on
+// that way is the result. An offset that cannot be entered counts as none given: the page goes before the first.
+TEST(SaveSweep, PagesBeforeOneNamedByItsOffset) {
+  const ToldCodes way = {
+      {kSeeks | kReads, "p2.count", {kPasses}, Aftermath::kDiffers, {kPasses, kResultReadFailed}, 1},
+      {kSeeks, "header.first", {kResultSeekFailed}, Aftermath::kSame, {}, 1},
+      {kReads, "header.first", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+      {kSeeks, "p1.count", {kResultSeekFailed}, Aftermath::kSame, {kResultSeekFailed, kResultReadFailed}, 1},
+      {kReads, "p1.count", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+      {kSeeks, "p1.next", {kResultSeekFailed}, Aftermath::kSame, {}, 1},
+      {kReads, "p1.next", {kResultReadFailed}, Aftermath::kSame, {}, 1},
+      {kSeeks, "p1.next", {kResultWriteFailed}, Aftermath::kSame, {}, 2},
+  };
+  for (const FileOrder order : kBothOrders) {
+    const SaveKind kind = {"by offset", kFormatUncompressed, 8, kSaveUseDirectoryOffset, 0, &kStoredStrips};
+    Sweep sweep;
+    sweep.name = WithOrder("save before a page by its offset", order);
+    sweep.file = ThreePages(order);
+    sweep.file.push_back(0); // an odd end, which is made even first
+    sweep.file.resize(sweep.file.size() / 2 * 2 + 1);
+    sweep.told = {&way, CodesOfPlace(Where::kInsert), kind.pixels, &kSaveCodes, &kWrittenDirectoryCodes};
+    const uint32_t offset = ReadFilePage(sweep.file, 1).offset;
+    SaveHost host(kind, Where::kInsert, order, [offset](SaveJob& job) {
+      job.options.pageNumber = 1;
+      job.options.directoryOffset = offset;
+    });
+    const OldPages pages(sweep.file);
+    sweep.run = [&](SweepCall& call) { return host.Save(call); };
+    sweep.check = [&](const SweepOutcome& outcome) { CheckSavedFile(outcome, Where::kInsert, pages); };
+    RunSweep(sweep);
   }
 }
 
