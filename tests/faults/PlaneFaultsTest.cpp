@@ -99,6 +99,9 @@ TEST(PlaneFaults, SavesOfArraysLeaveTheirPage) {
     for (const bool planar : {false, true}) {
       for (const FileOrder order : {FileOrder::kLittle, FileOrder::kBig}) {
         for (const Where where : {Where::kNewFile, Where::kAppend, Where::kInsert, Where::kReplace}) {
+          if (format != kFormatUncompressedCmyk && where > Where::kAppend) {
+            continue; // the way to the page is the same for all
+          }
           FaultedOperation operation;
           operation.name = std::string("array as ") + std::to_string(format) + (planar ? " in planes, " : ", ") +
                            kWhereNames[static_cast<int>(where)];
