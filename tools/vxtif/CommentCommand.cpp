@@ -131,7 +131,31 @@ void GetOne(const CommentArguments& arguments) {
   }
 }
 
+// Comments that could not be read, told in one line: a damaged page would have one for each of two hundred.
+class Unreadable {
+public:
+  void Add(uint32_t number, int32_t code) {
+    if (numbers_.empty()) {
+      code_ = code;
+    }
+    numbers_.push_back(number);
+  }
+  void Report(const std::string& file) const {
+    if (numbers_.size() == 1) {
+      ReportFailure(toolkit::Failure(file, "comment " + std::to_string(numbers_[0]), code_).what());
+    } else if (!numbers_.empty()) {
+      const std::string count = std::to_string(numbers_.size()) + " comments, the first of them ";
+      ReportFailure(toolkit::Failure(file, "comment list", code_, count + std::to_string(numbers_[0])).what());
+    }
+  }
+
+private:
+  std::vector<uint32_t> numbers_;
+  int32_t code_ = kResultOk; // of the first
+};
+
 void List(const CommentArguments& arguments) {
+  Unreadable unreadable;
   Json object = {{"file", arguments.file}, {"pageNumber", arguments.page}, {"comments", Json::array()}};
   for (const toolkit::CommentRow& row : toolkit::AllComments()) {
     std::optional<std::vector<uint8_t>> bytes;
@@ -142,7 +166,7 @@ void List(const CommentArguments& arguments) {
       if (failure.code != kResultTypeNotAllowed && failure.code != kResultReadFailed) {
         throw;
       }
-      ReportFailure(toolkit::Failure(arguments.file, "comment " + std::to_string(row.number), failure.code).what());
+      unreadable.Add(row.number, failure.code);
     }
     if (bytes && arguments.json) {
       object["comments"].push_back(JsonOfComment(arguments, row, *bytes));
@@ -155,6 +179,7 @@ void List(const CommentArguments& arguments) {
   if (arguments.json) {
     PrintJson(object);
   }
+  unreadable.Report(arguments.file);
 }
 
 std::string WithoutEndingNuls(const std::vector<uint8_t>& bytes) {
