@@ -11,7 +11,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "FuzzTarget.h"
@@ -30,9 +29,20 @@ const FuzzTarget* FindTarget(const std::string& name) {
   return nullptr;
 }
 
-FileBytes ReadAll(const fs::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return FileBytes(std::istreambuf_iterator<char>(stream), {});
+FileBytes ReadAll(const char* path) {
+  constexpr size_t kPiece = 65536;
+  FileBytes bytes;
+  std::FILE* file = std::fopen(path, "rb");
+  for (size_t got = kPiece; file != nullptr && got == kPiece;) {
+    const size_t held = bytes.size();
+    bytes.resize(held + kPiece);
+    got = std::fread(bytes.data() + held, 1, kPiece, file);
+    bytes.resize(held + got);
+  }
+  if (file != nullptr) {
+    std::fclose(file);
+  }
+  return bytes;
 }
 
 // An exact copy, so that a sanitizer sees the first byte behind it.
@@ -41,8 +51,8 @@ void Run(const FuzzTarget& target, const FileBytes& input) {
   RunFuzzInput(target, exact);
 }
 
-bool RunFile(const FuzzTarget& target, const fs::path& path) {
-  std::printf("%s: %s\n", target.name, path.filename().c_str());
+bool RunFile(const FuzzTarget& target, const char* path) {
+  std::printf("%s: %s\n", target.name, path);
   std::fflush(stdout);
   Run(target, ReadAll(path));
   return true;
@@ -84,7 +94,7 @@ bool ReplayFolder(const fs::path& folder) {
   for (const fs::path& file : files) {
     const std::string name = file.filename().string();
     const FuzzTarget* target = FindTarget(name.substr(0, name.find('-')));
-    if (target == nullptr || !RunFile(*target, file)) {
+    if (target == nullptr || !RunFile(*target, file.c_str())) {
       return false;
     }
   }

@@ -18,15 +18,15 @@ void MemoryDisk::Exchange() {
 }
 
 MemoryDisk::DiskFile* MemoryDisk::Find(std::u16string_view name) {
-  const auto found =
-      std::find_if(files_.begin(), files_.end(), [&](const DiskFile& file) { return file.name == name; });
-  return found == files_.end() ? nullptr : &*found;
+  const auto found = std::find_if(files_.begin(), files_.end(), [&](const auto& file) { return file->name == name; });
+  return found == files_.end() ? nullptr : found->get();
 }
 
 void MemoryDisk::Put(std::u16string_view name, std::span<const uint8_t> bytes) {
   DiskFile* file = Find(name);
   if (file == nullptr) {
-    file = &files_.emplace_back();
+    files_.push_back(std::make_unique<DiskFile>());
+    file = files_.back().get();
     file->name = name;
   }
   file->bytes.assign(bytes.begin(), bytes.end());
@@ -38,7 +38,7 @@ const std::vector<uint8_t>* MemoryDisk::Get(std::u16string_view name) const {
 }
 
 void MemoryDisk::Remove(std::u16string_view name) {
-  files_.remove_if([&](const DiskFile& file) { return file.name == name; });
+  std::erase_if(files_, [&](const auto& file) { return file->name == name; });
 }
 
 VxFileHandle MemoryDisk::OpenToRead(DiskFile* file) {

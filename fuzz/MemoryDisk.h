@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <span>
 #include <string>
@@ -54,8 +53,8 @@ private:
   static int32_t Close(VxFileHandle handle, void* self);
 
   uint32_t room_ = 1u << 18;
-  std::list<DiskFile> files_;
-  std::list<OpenFile> open_;
+  std::vector<std::unique_ptr<DiskFile>> files_;
+  std::vector<OpenFile> open_;
   // While the disk stands these slots hold the callbacks that were there before.
   KrnOpenFn openSlot_ = Open;
   KrnCloseFn closeSlot_ = Close;
