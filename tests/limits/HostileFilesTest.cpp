@@ -8,14 +8,23 @@
 
 namespace {
 
+// The slow build takes a part of the files: the others differ in a number only.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr size_t kStep = 4;
+#else
+constexpr size_t kStep = 1;
+#endif
+
 void RunAll(const std::vector<SparseFile>& files) {
   CallMeter::PrintHead();
   for (size_t i = 0; i < files.size();) {
     CallMeter meter(files[i].name, files[i].size);
     const std::string name = files[i].name;
     for (; i < files.size() && files[i].name == name; ++i) { // one row for all files of a name
-      RunReadingOperations(files[i], meter);
-      RunWritingOperations(files[i], meter);
+      if (i % kStep == 0 || RunsAll()) {
+        RunReadingOperations(files[i], meter);
+        RunWritingOperations(files[i], meter);
+      }
     }
     meter.PrintRow();
   }
