@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Sourced by the scripts: which Debian packages each kind of work needs, and one function that installs what is missing.
 #
-#   install_packages GROUP...      groups: build, test, bench, fuzz
+#   install_packages GROUP...      groups: build, test, bench, fuzz, armhf, windows, wine
 #
 # As root the missing packages are installed with apt-get; otherwise the function says which to install and fails.
 
@@ -12,6 +12,11 @@ packages_for() {
       libimage-exiftool-perl gdal-bin python3-gdal python3-pil geotiff-bin ;;
     bench) echo libbenchmark-dev libtiff-dev ;;
     fuzz) echo clang libclang-rt-14-dev llvm ;;
+    # The run-time libraries of the host compiler's version; Debian's own ARM compiler would push g++-multilib out.
+    armhf) echo clang binutils-arm-linux-gnueabihf libc6-dev-armhf-cross \
+      "libstdc++-$(gcc -dumpversion | cut -d. -f1)-dev-armhf-cross" qemu-user ;;
+    windows) echo g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix ;;
+    wine) echo wine wine64 ;;
     *) echo "packages.sh: no group '$1'" >&2; return 1 ;;
   esac
 }
