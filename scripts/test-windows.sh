@@ -24,8 +24,8 @@ have_wine() {
 prepare_wine() {
   export WINEPREFIX="$PWD/build-windows-$1/wine" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml="
   export WINEPATH="Z:${PWD//\//\\}\\build-windows-$1\\bin"
+  wineserver -p || true # started once, not for every program; fails when one is running already
   wine wineboot --init >/dev/null 2>&1
-  wineserver -p # started once, not for every program
 }
 
 status=0
