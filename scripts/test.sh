@@ -5,9 +5,9 @@
 #   scripts/test.sh [--all] [release|sanitize|m32|fuzz|armhf|windows]...     only the named builds; the first four
 #                                                                            without names, all six with --all alone
 #
-# --all runs also what takes minutes or writes gibibytes: hostile files at full size, a save of 2 GiB, and the targets
-# armhf and windows (scripts/test-armhf.sh, scripts/test-windows.sh). Each of those builds everything that it runs once
-# more, and the four already take nearly as long as a normal run may.
+# --all runs also what takes minutes or writes gibibytes: hostile files at full size, a save of 2 GiB, the command line
+# under the sanitizers, and the targets armhf and windows (scripts/test-armhf.sh, scripts/test-windows.sh). Each of those builds everything that it runs once more, and the four
+# already take nearly as long as a normal run may.
 #
 # Installs the Debian packages that are missing (as root) and leaves nothing else outside the tree. Tests that try real
 # files from elsewhere look for them in VXTIF_CORPUS, or in ../shared/corpus beside the tree, and say so when they skip.
@@ -23,8 +23,10 @@ export VXTIF_CORPUS="${VXTIF_CORPUS:-}"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:allocator_may_return_null=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1}"
 
+sanitize_options=()
 if [ "${1:-}" = --all ]; then
   export VX_TEST_ALL=1
+  sanitize_options=(-DVXTIF_BUILD_TOOLS=ON)
   shift
   [ $# -gt 0 ] || set -- release sanitize m32 fuzz armhf windows
 fi
@@ -35,7 +37,9 @@ build_and_test() {
     armhf | windows) "scripts/test-$1.sh" ;;
     *)
       echo "== $1: building"
-      cmake --preset "$1" >/dev/null || return
+      local options=()
+      [ "$1" != sanitize ] || options=("${sanitize_options[@]}")
+      cmake --preset "$1" "${options[@]}" >/dev/null || return
       cmake --build --preset "$1" || return
       echo "== $1: testing"
       ctest --preset "$1" -j "$(nproc)"

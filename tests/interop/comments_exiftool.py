@@ -8,6 +8,7 @@ must show each with the right value; it writes them itself into files of tifffil
 change nothing that it does not name: exiftool's whole report before and after differs in what was set alone.
 """
 
+import atexit
 import base64
 import json
 import os
@@ -43,6 +44,7 @@ class ExifTool:
         if self.process is None:
             self.process = subprocess.Popen(["exiftool", "-stay_open", "True", "-@", "-"], stdin=subprocess.PIPE,
                                             stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            atexit.register(self.close)
         self.asked += 1
         end = f"{{end{self.asked}}}\n".encode()
         mark = end.decode().strip()
@@ -50,6 +52,10 @@ class ExifTool:
         self.process.stdin.write("".join(f"{line}\n" for line in lines).encode())
         self.process.stdin.flush()
         return self.until(self.process.stdout, end), self.until(self.process.stderr, end)
+
+    def close(self):
+        """The end of its input does not end it: it waits for more."""
+        self.process.communicate(b"-stay_open\nFalse\n")
 
     @staticmethod
     def until(stream, end):
