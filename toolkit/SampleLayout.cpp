@@ -275,6 +275,36 @@ size_t MergedRowBytes(const SampleLayout& layout, uint64_t width, uint32_t bitma
   return BytesOfBits(uint64_t{samples} * bits * width);
 }
 
+// What the row stage and the second passes of a load give of a row.
+size_t AssembledRowBytes(const SampleLayout& layout, uint64_t width, uint32_t bitmapDepth, bool keepAlpha) {
+  const size_t fileRow = BytesOfBits(layout.totalBits * width);
+  if (layout.separatePlanes) {
+    return MergedRowBytes(layout, width, bitmapDepth);
+  }
+  if (layout.bitsPerSample[0] == 32) {
+    return static_cast<size_t>(4 * width);
+  }
+  if (layout.photometric == kYCbCr) {
+    return static_cast<size_t>(3 * width);
+  }
+  if (keepAlpha && CanKeepAlpha(layout)) {
+    return static_cast<size_t>(4 * width);
+  }
+  size_t rowBytes = fileRow;
+  if (layout.extraBits != 0 && layout.extraBits % 8 == 0 && layout.totalBits % 8 == 0) {
+    const uint32_t keep = (layout.totalBits - layout.extraBits) / 8;
+    if ((keep >= 1 && keep <= 4) || keep == 6 || keep == 8) {
+      rowBytes = static_cast<size_t>(keep * width);
+    }
+  }
+  if (layout.photometric == kCmyk) {
+    const uint32_t samples = layout.bitsPerPixel == 32 || layout.bitsPerPixel == 64 ? 4 : 3;
+    const uint32_t bytesPerSample = layout.bitsPerSample[0] == 16 ? 2 : 1;
+    rowBytes = std::min(fileRow, static_cast<size_t>(samples * bytesPerSample * width));
+  }
+  return rowBytes;
+}
+
 } // namespace
 
 std::optional<SampleLayout> ReadSampleLayout(VxFileHandle file, uint32_t directoryOffset, bool forceRgb) {
@@ -305,38 +335,12 @@ bool CanKeepAlpha(const SampleLayout& layout) {
 
 size_t RowBytesOf(const SampleLayout& layout, uint32_t bitmapDepth, bool keepAlpha) {
   const uint64_t width = layout.width > 0 ? static_cast<uint64_t>(layout.width) : 0;
-  const size_t fileRow = BytesOfBits(layout.totalBits * width);
   if (IsFax(layout) || (layout.compression == kStoredSize && layout.hasStoredSize)) {
     return BytesOfBits(width);
   }
-  if (!IsDecodedHere(layout)) {
-    return BytesOfBits(bitmapDepth * width);
-  }
-  if (layout.separatePlanes) {
-    return MergedRowBytes(layout, width, bitmapDepth);
-  }
-  if (layout.bitsPerSample[0] == 32) {
-    return static_cast<size_t>(4 * width);
-  }
-  if (layout.photometric == kYCbCr) {
-    return static_cast<size_t>(3 * width);
-  }
-  if (keepAlpha && CanKeepAlpha(layout)) {
-    return static_cast<size_t>(4 * width);
-  }
-  size_t rowBytes = fileRow;
-  if (layout.extraBits != 0 && layout.extraBits % 8 == 0 && layout.totalBits % 8 == 0) {
-    const uint32_t keep = (layout.totalBits - layout.extraBits) / 8;
-    if ((keep >= 1 && keep <= 4) || keep == 6 || keep == 8) {
-      rowBytes = static_cast<size_t>(keep * width);
-    }
-  }
-  if (layout.photometric == kCmyk) {
-    const uint32_t samples = layout.bitsPerPixel == 32 || layout.bitsPerPixel == 64 ? 4 : 3;
-    const uint32_t bytesPerSample = layout.bitsPerSample[0] == 16 ? 2 : 1;
-    rowBytes = std::min(fileRow, static_cast<size_t>(samples * bytesPerSample * width));
-  }
-  return rowBytes;
+  const size_t rowBytes = AssembledRowBytes(layout, width, bitmapDepth, keepAlpha);
+  // Rows of a sibling are as deep as the bitmap, but for pages whose rows are put together here all the same.
+  return IsDecodedHere(layout) ? rowBytes : std::min(rowBytes, BytesOfBits(bitmapDepth * width));
 }
 
 size_t RowStrideOf(const SampleLayout& layout, uint32_t bitmapDepth, bool keepAlpha) {
