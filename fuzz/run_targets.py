@@ -73,7 +73,7 @@ def main():
     parser.add_argument("--corpus")
     parser.add_argument("--extra")
     parser.add_argument("targets", nargs="*")
-    options = parser.parse_args()
+    options = parser.parse_intermixed_args()
 
     with tempfile.TemporaryDirectory() as scratch:
         corpus = Path(options.corpus or scratch)
