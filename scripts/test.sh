@@ -6,8 +6,8 @@
 #                                                                            without names, all six with --all alone
 #
 # --all runs also what takes minutes or writes gibibytes: hostile files at full size, a save of 2 GiB, the command line
-# under the sanitizers, and the targets armhf and windows (scripts/test-armhf.sh, scripts/test-windows.sh). Each of those builds everything that it runs once more, and the four
-# already take nearly as long as a normal run may.
+# under the sanitizers, and the targets armhf and windows (scripts/test-armhf.sh, scripts/test-windows.sh). Each of those
+# builds everything that it runs once more, and the four already take nearly as long as a normal run may.
 #
 # Installs the Debian packages that are missing (as root) and leaves nothing else outside the tree. Tests that try real
 # files from elsewhere look for them in VXTIF_CORPUS, or in ../shared/corpus beside the tree, and say so when they skip.
