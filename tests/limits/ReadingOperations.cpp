@@ -191,7 +191,7 @@ int32_t GetComment(const char16_t* name, uint32_t comment, int32_t page) {
   if (size <= 0) {
     return size;
   }
-  std::vector<uint8_t> value(std::min<uint64_t>(static_cast<uint64_t>(size), kHostBuffer));
+  std::vector<uint8_t> value(std::min(static_cast<size_t>(size), size_t{kHostBuffer}));
   request.buffer = value.data();
   request.bufferSize = static_cast<uint32_t>(value.size());
   return fltComment(&request);
